@@ -28,5 +28,9 @@ install(FILES ${PROJECT_BINARY_DIR}/corvane_xmlConfig.cmake
   ${PROJECT_BINARY_DIR}/corvane_xmlConfigVersion.cmake
   DESTINATION ${CORVANE_XML_CMAKE_DIR})
 
+# The .pc file finds its prefix relative to itself, so an installed tree can be moved.
+file(RELATIVE_PATH CORVANE_XML_PC_TO_PREFIX
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" CORVANE_XML_PC_TO_PREFIX "${CORVANE_XML_PC_TO_PREFIX}")
 configure_file(cmake/corvane_xml.pc.in ${PROJECT_BINARY_DIR}/corvane_xml.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/corvane_xml.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
