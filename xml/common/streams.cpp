@@ -131,6 +131,12 @@ bool OutputFileStream::writeOut(const char* data, std::size_t count) {
 }
 
 unsigned int OutputFileStream::WriteBytes(const void* data, unsigned int count) {
+  // A stream that is not open (which has no buffer when its path failed to open) or
+  // has failed drops the bytes.
+  if (failed_ || !IsOpen()) {
+    failed_ = true;
+    return 0;
+  }
   const char* bytes = static_cast<const char*>(data);
   if (count <= kBufferSize - used_) {
     std::memcpy(buffer_ + used_, bytes, count);

@@ -26,6 +26,7 @@
 #ifndef CORVANE_XML_QVS_ELEMENT_H
 #define CORVANE_XML_QVS_ELEMENT_H
 
+#include <cstddef>
 #include <exception>
 #include <iosfwd>
 #include <sstream>
@@ -275,6 +276,9 @@ class CORVANE_XML_API MultiValue : public ValueBase {
 
  private:
   friend struct ValueTree;
+  // An empty list with room for capacity items (clones reserve the source's size).
+  explicit MultiValue(std::size_t capacity) { items_.reserve(capacity); }
+
   std::vector<ValueBase*> items_;
 };
 
@@ -406,6 +410,9 @@ class CORVANE_XML_API MultiElementValue : public ValueBase {
 
  private:
   friend struct ValueTree;
+
+  // An empty list with room for capacity elements and the given sort state.
+  MultiElementValue(std::size_t capacity, int sortState);
 
   void sortByKey() const;
   void sortByWeight() const;

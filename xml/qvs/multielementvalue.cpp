@@ -94,6 +94,11 @@ const char* MultiElementValue::KeyNotFoundEx::what() const noexcept {
 
 MultiElementValue::MultiElementValue() : sortState_(kUnsorted) { elements_.reserve(10); }
 
+MultiElementValue::MultiElementValue(std::size_t capacity, int sortState)
+    : sortState_(sortState) {
+  elements_.reserve(capacity);
+}
+
 MultiElementValue::~MultiElementValue() { ValueTree::destroy(elements_); }
 
 MultiElementValue* MultiElementValue::clone() const {

@@ -103,17 +103,11 @@ ValueBase* copyNode(const ValueBase& v) {
   switch (v.type()) {
     case ValueBase::Single:
       return static_cast<const SingleValue&>(v).clone();
-    case ValueBase::Multi: {
-      std::unique_ptr<MultiValue> copy(new MultiValue);
-      ValueTree::items(*copy).reserve(ValueTree::items(asMulti(&v)).size());
-      return copy.release();
-    }
-    case ValueBase::MultiElement: {
-      std::unique_ptr<MultiElementValue> copy(new MultiElementValue);
-      ValueTree::elements(*copy).reserve(ValueTree::elements(asElements(&v)).size());
-      ValueTree::setSortState(*copy, asElements(&v).sortState());
-      return copy.release();
-    }
+    case ValueBase::Multi:
+      return ValueTree::newMulti(ValueTree::items(asMulti(&v)).size());
+    case ValueBase::MultiElement:
+      return ValueTree::newElements(ValueTree::elements(asElements(&v)).size(),
+                                    asElements(&v).sortState());
   }
   return v.clone();
 }

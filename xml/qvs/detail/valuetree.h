@@ -21,9 +21,12 @@ struct ValueTree {
   static std::vector<Element*>& elements(const MultiElementValue& v) { return v.elements_; }
   static ValueBase*& value(Element& e) { return e.value_; }
   static const ValueBase* value(const Element& e) { return e.value_; }
+  static MultiValue* newMulti(std::size_t capacity) { return new MultiValue(capacity); }
+  static MultiElementValue* newElements(std::size_t capacity, int sortState) {
+    return new MultiElementValue(capacity, sortState);
+  }
   static void sortByKey(const MultiElementValue& v) { v.sortByKey(); }
   static void sortByWeight(const MultiElementValue& v) { v.sortByWeight(); }
-  static void setSortState(MultiElementValue& v, int state) { v.sortState_ = state; }
 
   // Deletes every item or element (and everything below them) and empties the list.
   static void destroy(std::vector<ValueBase*>& items) noexcept;
