@@ -202,6 +202,7 @@ class CORVANE_XML_API InputFileStream : public InputStream {
 class CORVANE_XML_API OutputFileStream : public OutputStream {
  public:
   // Creates or truncates path; IsOpen() tells whether that worked (errno says why not).
+  // A stream that could not open is Failed() from the start and drops every write.
   explicit OutputFileStream(const char* path);
   // Writes to file; closes it on destruction only when owns is true.
   explicit OutputFileStream(FILE* file, bool owns = false);

@@ -88,7 +88,11 @@ unsigned int InputFileStream::Size() const {
 OutputFileStream::OutputFileStream(const char* path)
     : file_(nullptr), fd_(-1), owns_(true), failed_(false), used_(0), buffer_(nullptr) {
   if (path != nullptr) fd_ = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd_ >= 0) buffer_ = new char[kBufferSize];
+  if (fd_ >= 0) {
+    buffer_ = new char[kBufferSize];
+  } else {
+    failed_ = true;
+  }
 }
 
 OutputFileStream::OutputFileStream(FILE* file, bool owns)
