@@ -238,11 +238,26 @@ inline void writeText(std::ostream& os, const ACE_CString& s) {
   os.write(s.fast_rep(), static_cast<std::streamsize>(s.length()));
 }
 
+// Fixed texts are written unformatted, so a field width or fill set on the caller's
+// stream changes nothing.
+template <std::size_t N>
+inline void writeLiteral(std::ostream& os, const char (&text)[N]) {
+  os.write(text, static_cast<std::streamsize>(N - 1));
+}
+
+// Deep trees indent by thousands of tabs per line, so they go out in large blocks.
+struct TabBlock {
+  char tabs[4096];
+  constexpr TabBlock() : tabs() {
+    for (char& c : tabs) c = '\t';
+  }
+};
+constexpr TabBlock kTabBlock;
+
 inline void writeTabs(std::ostream& os, unsigned int count) {
-  static const char kTabs[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
   while (count > 0) {
-    const unsigned int n = count < 16 ? count : 16;
-    os.write(kTabs, n);
+    const unsigned int n = count < sizeof kTabBlock.tabs ? count : sizeof kTabBlock.tabs;
+    os.write(kTabBlock.tabs, n);
     count -= n;
   }
 }
@@ -290,21 +305,23 @@ void ValueTree::dump(const ValueBase& root, std::ostream& os, unsigned int inden
     const ValueBase* child;
     if (multi) {
       child = items(asMulti(frame.list))[index];
-      os << "value " << index << ": ";
+      // Decimal whatever the stream's number format.
+      const std::string label = "value " + std::to_string(index) + ": ";
+      os.write(label.data(), static_cast<std::streamsize>(label.size()));
     } else {
       const Element* e = elements(asElements(frame.list))[index];
       writeTabs(os, childIndent);
-      os << "key = <";
+      writeLiteral(os, "key = <");
       writeText(os, e->key_);
       os.put('>');
       for (const Attribute& a : e->attributes()) {
         os.put('<');
         writeText(os, a.first);
-        os << ", ";
+        writeLiteral(os, ", ");
         writeText(os, a.second);
-        os << "> ";
+        writeLiteral(os, "> ");
       }
-      os << " value = ";
+      writeLiteral(os, " value = ");
       child = &e->value();  // throws NoValueSetEx for an element without value
     }
     const ValueBase::Type t = child->type();
@@ -328,14 +345,15 @@ void MultiElementValue::dump(std::ostream& os, unsigned int indent) const {
 
 // ---------------------------------------------------------------------------------
 // Text of a value list: the items' texts, each cut at its first zero byte, joined by
-// blanks. Nested value lists are joined on a stack of their own partial texts.
+// blanks. A nested value list's text is written straight into the one result: it is
+// made of cut texts and blanks, so cutting it again as an item would change nothing,
+// and building it apart first would copy deep texts once per level.
 
 namespace {
 
 struct TextFrame {
   const MultiValue* list;
   std::size_t next;
-  std::string text;
 };
 
 inline void appendCut(std::string& out, const char* s, std::size_t n) {
@@ -347,27 +365,25 @@ inline void appendCut(std::string& out, const char* s, std::size_t n) {
 
 ACE_CString ValueTree::text(const MultiValue& root) {
   std::vector<TextFrame> stack;
-  stack.push_back(TextFrame{&root, 0, std::string()});
-  std::string done;
+  stack.push_back(TextFrame{&root, 0});
+  std::string out;
   while (!stack.empty()) {
     TextFrame& frame = stack.back();
     const std::vector<ValueBase*>& list = items(*frame.list);
     if (frame.next == list.size()) {
-      done.swap(frame.text);
       stack.pop_back();
-      if (!stack.empty()) appendCut(stack.back().text, done.data(), done.size());
       continue;
     }
     const ValueBase* item = list[frame.next];
-    if (frame.next++ > 0) frame.text.push_back(' ');
+    if (frame.next++ > 0) out.push_back(' ');
     if (item->type() == ValueBase::Multi) {
-      stack.push_back(TextFrame{static_cast<const MultiValue*>(item), 0, std::string()});
+      stack.push_back(TextFrame{static_cast<const MultiValue*>(item), 0});
     } else {
       const ACE_CString s = item->valueAsString();
-      appendCut(frame.text, s.fast_rep(), s.length());
+      appendCut(out, s.fast_rep(), s.length());
     }
   }
-  return ACE_CString(done.data(), done.size());
+  return ACE_CString(out.data(), out.size());
 }
 
 // ---------------------------------------------------------------------------------
