@@ -139,6 +139,8 @@ BENCHMARK(BM_AlternatingKeyWeight)->Arg(1000)->Arg(10000)->Arg(kListSize)->Unit(
 
 constexpr int kTreeElements = 1000000;
 constexpr int kLeavesPerNode = 9;  // 100,000 nodes of 9 leaves: 1,000,000 elements
+const char* const kLeafKeys[kLeavesPerNode] = {
+    "Modality", "Number", "Date", "Time", "Description", "BodyPart", "Protocol", "Count", "Uid"};
 
 long statusKb(const char* field) {
   std::ifstream in("/proc/self/status");
@@ -195,8 +197,6 @@ void measureBuild(benchmark::State& state, Build build) {
 // 100,000 "Series" elements under one root, each with 9 single-valued children.
 void buildTree(QVS::Element& root) {
   QVS::MultiElementValue& top = root.addMultiElement();
-  static const char* const kLeafKeys[kLeavesPerNode] = {
-      "Modality", "Number", "Date", "Time", "Description", "BodyPart", "Protocol", "Count", "Uid"};
   for (int i = 0; i < kTreeElements / (kLeavesPerNode + 1); ++i) {
     QVS::MultiElementValue& series = top.addMultiElement("Series", QVS::AttributeVector(), i);
     for (int j = 0; j < kLeavesPerNode; ++j) series.addSingle(kLeafKeys[j]).set("12345678");
@@ -214,8 +214,6 @@ BENCHMARK(BM_BuildTree_1M)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // Peer: the same shape as a pugixml DOM (element nodes with a text child each).
 void BM_BuildTree_1M_PugixmlPeer(benchmark::State& state) {
-  static const char* const kLeafKeys[kLeavesPerNode] = {
-      "Modality", "Number", "Date", "Time", "Description", "BodyPart", "Protocol", "Count", "Uid"};
   measureBuild(state, [] {
     std::unique_ptr<pugi::xml_document> doc(new pugi::xml_document);
     pugi::xml_node root = doc->append_child("Root");

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 
 #include "xml/qvs/detail/valuetree.h"
 
@@ -278,7 +279,10 @@ MultiElementValue& MultiValue::addMultiElement(const MultiElementValue& v) {
   return appendNew(items_, v.clone());
 }
 
-void MultiValue::addValue(ValueBase* v) { appendNew(items_, v); }
+void MultiValue::addValue(ValueBase* v) {
+  if (v == nullptr) throw std::invalid_argument("QVS::MultiValue::addValue: null value");
+  appendNew(items_, v);
+}
 
 MultiValue::iterator MultiValue::erase(iterator it) {
   ValueBase* doomed = *it;

@@ -266,7 +266,8 @@ class CORVANE_XML_API MultiValue : public ValueBase {
   // Append a clone of v and return the copy.
   ValueBase& addValue(const ValueBase& v);
   MultiElementValue& addMultiElement(const MultiElementValue& v);
-  // Append v itself; the list owns it from now on. v must not be null.
+  // Append v itself; the list owns it from now on. A null v throws
+  // std::invalid_argument and appends nothing.
   void addValue(ValueBase* v);
 
   // Deletes the item at it and returns the position of the item that followed it.
@@ -332,7 +333,8 @@ class CORVANE_XML_API MultiElementValue : public ValueBase {
 
   // Appends e.clone() and returns the copy.
   Element& addElement(const Element& e);
-  // Appends e itself; the list owns it from now on. e must not be null.
+  // Appends e itself; the list owns it from now on. A null e throws
+  // std::invalid_argument and appends nothing.
   void addElement(Element* e);
   // Appends a new element without value, with that key and weight and a copy of the
   // attributes.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 
 #include "xml/qvs/detail/valuetree.h"
 #include "xml/qvs/element.h"
@@ -127,7 +128,10 @@ Element& MultiElementValue::append(Element* e) {
 
 Element& MultiElementValue::addElement(const Element& e) { return append(e.clone()); }
 
-void MultiElementValue::addElement(Element* e) { append(e); }
+void MultiElementValue::addElement(Element* e) {
+  if (e == nullptr) throw std::invalid_argument("QVS::MultiElementValue::addElement: null element");
+  append(e);
+}
 
 Element& MultiElementValue::addElement(const ACE_CString& key,
                                        const AttributeVector& attributes, int weight) {
