@@ -2,12 +2,16 @@
 //
 // Link corvane::xml (CMake) or `pkg-config --libs corvane_xml`, include this header,
 // and every family is available: the common types (streams, dates, Base64, owning
-// pointer) and the QVS element tree.
+// pointer), XML escaping, the attribute list and streaming writer, and the QVS element
+// tree with its XML form.
 #ifndef CORVANE_XML_CORVANE_XML_H
 #define CORVANE_XML_CORVANE_XML_H
 
 #include "xml/export.h"
 #include "xml/common/common.h"
 #include "xml/qvs/element.h"
+#include "xml/qvs/xmlutils.h"
+#include "xml/writer/xmlemitter.h"
+#include "xml/xmlstringconversion.h"
 
 #endif  // CORVANE_XML_CORVANE_XML_H
