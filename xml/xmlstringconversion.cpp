@@ -2,12 +2,13 @@
 #include "xml/xmlstringconversion.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <new>
 #include <string>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
 #endif
 
 #include "xml/detail/xmlescape.h"
@@ -16,8 +17,8 @@ namespace {
 
 // What each byte becomes; length 0 for bytes that pass unchanged.
 struct Replacement {
-  unsigned char length = 0;
   unsigned char text[7] = {};
+  unsigned char length = 0;
 };
 
 struct EscapeTable {
@@ -54,35 +55,97 @@ constexpr EscapeTable kEscape;
 // Whether the byte ends the scan: the terminator or a byte that needs escaping.
 inline bool stops(unsigned char c) { return c == 0 || kEscape.r[c].length != 0; }
 
-#if defined(__SSE2__)
+#if defined(__x86_64__) && defined(__GNUC__)
 
-// Bit i set when byte i of v is the terminator or needs escaping.
-inline unsigned stopMask(__m128i v) {
-  // Signed compare: 0x00-0x1F and, being negative, 0x80-0xFF are below 0x20.
-  const __m128i low = _mm_andnot_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('\t')),
-                                       _mm_cmplt_epi8(v, _mm_set1_epi8(0x20)));
-  const __m128i quote = _mm_cmpeq_epi8(v, _mm_set1_epi8('"'));
-  const __m128i ampApos = _mm_cmpeq_epi8(_mm_or_si128(v, _mm_set1_epi8(0x01)), _mm_set1_epi8(0x27));
-  const __m128i ltGt = _mm_cmpeq_epi8(_mm_or_si128(v, _mm_set1_epi8(0x02)), _mm_set1_epi8(0x3E));
-  return static_cast<unsigned>(
-      _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(low, quote), _mm_or_si128(ampApos, ltGt))));
+// The scan classifies 16 or 32 bytes at a time with two nibble lookups: a byte stops
+// the scan when the class bits of its high nibble and of its low nibble meet.
+//   bit 0: 0x00-0x08, 0x0A-0x0F (high nibble 0, any low nibble but 9)
+//   bit 1: 0x10-0x1F            bit 2: '"' '&' '\''   bit 3: '<' '>'
+//   bit 4: 0x80-0xFF
+// Loads are aligned to the vector size, so they never cross into another page even
+// when they read past the terminator, and bytes before the start are masked off. Such
+// reads stay inside the terminator's aligned block, which the address sanitizer cannot
+// know, hence its exemption. The loader picks the AVX2 version where the processor has
+// it (function multiversioning), so there is no dispatch state of our own.
+#define CORVANE_XML_LO_NIBBLES                                                         \
+  0x13, 0x13, 0x17, 0x13, 0x13, 0x13, 0x17, 0x17, 0x13, 0x12, 0x13, 0x13, 0x1B, 0x13, \
+      0x1B, 0x13
+#define CORVANE_XML_HI_NIBBLES \
+  0x01, 0x02, 0x04, 0x08, 0, 0, 0, 0, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10
+
+__attribute__((target("ssse3"))) inline __m128i stopBytes16(__m128i v) {
+  const __m128i lo = _mm_setr_epi8(CORVANE_XML_LO_NIBBLES);
+  const __m128i hi = _mm_setr_epi8(CORVANE_XML_HI_NIBBLES);
+  const __m128i nibble = _mm_set1_epi8(0x0F);
+  const __m128i l = _mm_shuffle_epi8(lo, _mm_and_si128(v, nibble));
+  const __m128i h = _mm_shuffle_epi8(hi, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
+  return _mm_cmpeq_epi8(_mm_and_si128(l, h), _mm_setzero_si128());  // 0xFF where clean
 }
 
-// The first byte at or after s that stops the scan. Loads are 16-byte aligned, so they
-// never cross into another page even when they read past the terminator; bytes before
-// s in the first block are masked off. Such reads stay inside the terminator's
-// aligned block, which the address sanitizer cannot know, hence the exemption.
-__attribute__((no_sanitize_address)) const char* findStop(const char* s) {
+__attribute__((target("ssse3"))) inline unsigned stopMask16(const char* p) {
+  return ~static_cast<unsigned>(
+             _mm_movemask_epi8(stopBytes16(_mm_load_si128(reinterpret_cast<const __m128i*>(p))))) &
+         0xFFFFu;
+}
+
+__attribute__((target("default"), no_sanitize_address)) const char* findStop(const char* s) {
+  const unsigned char* p = reinterpret_cast<const unsigned char*>(s);
+  while (!stops(*p)) ++p;
+  return reinterpret_cast<const char*>(p);
+}
+
+__attribute__((target("ssse3"), no_sanitize_address)) const char* findStop(const char* s) {
   const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(s) & 15u;
   const char* block = s - offset;
-  unsigned mask = stopMask(_mm_load_si128(reinterpret_cast<const __m128i*>(block))) &
-                  (0xFFFFu << offset);
+  unsigned mask = stopMask16(block) & (0xFFFFu << offset);
   while (mask == 0) {
     block += 16;
-    mask = stopMask(_mm_load_si128(reinterpret_cast<const __m128i*>(block)));
+    mask = stopMask16(block);
   }
   return block + __builtin_ctz(mask);
 }
+
+__attribute__((target("avx2"))) inline unsigned stopMask32(const char* p) {
+  const __m256i lo = _mm256_setr_epi8(CORVANE_XML_LO_NIBBLES, CORVANE_XML_LO_NIBBLES);
+  const __m256i hi = _mm256_setr_epi8(CORVANE_XML_HI_NIBBLES, CORVANE_XML_HI_NIBBLES);
+  const __m256i nibble = _mm256_set1_epi8(0x0F);
+  const __m256i v = _mm256_load_si256(reinterpret_cast<const __m256i*>(p));
+  const __m256i l = _mm256_shuffle_epi8(lo, _mm256_and_si256(v, nibble));
+  const __m256i h = _mm256_shuffle_epi8(hi, _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble));
+  return ~static_cast<unsigned>(
+      _mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_and_si256(l, h), _mm256_setzero_si256())));
+}
+
+__attribute__((target("avx2"), no_sanitize_address)) const char* findStop(const char* s) {
+  const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(s) & 31u;
+  const char* block = s - offset;
+  unsigned mask = stopMask32(block) & (0xFFFFFFFFu << offset);
+  while (mask == 0) {
+    block += 32;
+    mask = stopMask32(block);
+  }
+  return block + __builtin_ctz(mask);
+}
+
+// The stop bits of the 32 bytes at the 32-byte aligned block.
+__attribute__((target("default"), no_sanitize_address)) unsigned blockMask(const char* block) {
+  unsigned mask = 0;
+  for (unsigned i = 0; i < 32; ++i) {
+    if (stops(static_cast<unsigned char>(block[i]))) mask |= 1u << i;
+  }
+  return mask;
+}
+
+__attribute__((target("ssse3"), no_sanitize_address)) unsigned blockMask(const char* block) {
+  return stopMask16(block) | (stopMask16(block + 16) << 16);
+}
+
+__attribute__((target("avx2"), no_sanitize_address)) unsigned blockMask(const char* block) {
+  return stopMask32(block);
+}
+
+#undef CORVANE_XML_LO_NIBBLES
+#undef CORVANE_XML_HI_NIBBLES
 
 #else
 
@@ -92,48 +155,160 @@ const char* findStop(const char* s) {
   return reinterpret_cast<const char*>(p);
 }
 
+// Bytes of the block past the terminator are never looked at by the callers, which
+// stop at the terminator's bit; here they are not read either.
+unsigned blockMask(const char* block) {
+  unsigned mask = 0;
+  for (unsigned i = 0; i < 32; ++i) {
+    if (stops(static_cast<unsigned char>(block[i]))) {
+      mask |= 1u << i;
+      if (block[i] == '\0') break;
+    }
+  }
+  return mask;
+}
+
 #endif
 
 // Texts whose worst case fits here are escaped without a heap allocation.
 constexpr std::size_t kStackBuffer = 2048;
+// Room past the escaped text for the last replacement's whole word.
+constexpr std::size_t kSlack = 8;
+static_assert(sizeof(Replacement) == 8, "a replacement is stored as one word");
+
+}  // namespace
+
+namespace {
+
+// Copies n bytes with at most two overlapping moves for short runs: reads and writes
+// stay within [from, from + n) and [to, to + n).
+inline void copyRun(char* to, const char* from, std::size_t n) {
+  if (n >= 8) {
+    if (n > 16) {
+#if defined(__x86_64__)
+      if (n <= 32) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + n - 16));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), a);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + n - 16), b);
+        return;
+      }
+#endif
+      std::memcpy(to, from, n);
+      return;
+    }
+    std::uint64_t a, b;
+    std::memcpy(&a, from, 8);
+    std::memcpy(&b, from + n - 8, 8);
+    std::memcpy(to, &a, 8);
+    std::memcpy(to + n - 8, &b, 8);
+  } else if (n >= 4) {
+    std::uint32_t a, b;
+    std::memcpy(&a, from, 4);
+    std::memcpy(&b, from + n - 4, 4);
+    std::memcpy(to, &a, 4);
+    std::memcpy(to + n - 4, &b, 4);
+  } else {
+    for (std::size_t i = 0; i < n; ++i) to[i] = from[i];
+  }
+}
+
+// Calls visit(p) for every byte p at or after first that stops the scan, in order,
+// ending with the terminator; visit returns false to stop early. One mask per 32-byte
+// aligned block serves all the stops in it.
+template <class Visit>
+__attribute__((no_sanitize_address)) inline void forEachStop(const char* first, Visit visit) {
+  const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(first) & 31u;
+  const char* block = first - offset;
+  unsigned mask = blockMask(block) & (0xFFFFFFFFu << offset);
+  for (;;) {
+    while (mask != 0) {
+      const char* p = block + __builtin_ctz(mask);
+      if (*p == '\0') {
+        visit(p);
+        return;
+      }
+      visit(p);
+      mask &= mask - 1;
+    }
+    block += 32;
+    mask = blockMask(block);
+  }
+}
+
+// Where escaped bytes go: a buffer with room for kSlack bytes past the text, since
+// each replacement is stored as one 8-byte word of which only its length counts. A
+// buffer that may grow is a malloc'ed one, enlarged with realloc when a run and its
+// replacement would not fit.
+template <bool kGrows>
+struct EscapeBuffer {
+  char* begin;
+  char* end;  // the end of the usable room, slack excluded
+
+  void reserve(char*& dst, std::size_t need) {
+    if (!kGrows || static_cast<std::size_t>(end - dst) >= need) return;
+    const std::size_t used = static_cast<std::size_t>(dst - begin);
+    std::size_t room = static_cast<std::size_t>(end - begin);
+    while (room - used < need) room *= 2;
+    char* grown = static_cast<char*>(std::realloc(begin, room + kSlack));
+    if (grown == nullptr) throw std::bad_alloc();
+    begin = grown;
+    end = grown + room;
+    dst = grown + used;
+  }
+};
+
+// Escapes text, whose first byte to replace is at stop, into buffer; returns the
+// escaped length.
+template <bool kGrows>
+std::size_t escapeInto(EscapeBuffer<kGrows>& buffer, const char* text, const char* stop) {
+  char* dst = buffer.begin;
+  const char* run = text;
+  forEachStop(stop, [&](const char* p) {
+    const std::size_t n = static_cast<std::size_t>(p - run);
+    buffer.reserve(dst, n + 6);
+    copyRun(dst, run, n);
+    dst += n;
+    const Replacement& r = kEscape.r[static_cast<unsigned char>(*p)];
+    std::memcpy(dst, &r, 8);
+    dst += r.length;
+    run = p + 1;
+  });
+  return static_cast<std::size_t>(dst - buffer.begin);
+}
 
 }  // namespace
 
 namespace corvane_xml_detail {
 
-const char* escapeXml(const char* text, ACE_CString& out, std::size_t& length) {
-  const char* stop = findStop(text);
-  if (*stop == '\0') {
-    length = static_cast<std::size_t>(stop - text);
-    return text;
-  }
-  // Every byte may grow to six: one buffer for the worst case.
+const char* findEscape(const char* text) { return findStop(text); }
+
+const char* escapeFrom(const char* text, const char* stop, ACE_CString& out, std::size_t& length) {
   const std::size_t inputLength = static_cast<std::size_t>(stop - text) + std::strlen(stop);
-  const std::size_t capacity = 6 * inputLength + 1;
-  char local[kStackBuffer];
-  std::unique_ptr<char[]> heap;
-  char* buffer = local;
-  if (capacity > kStackBuffer) {
-    heap.reset(new char[capacity]);
-    buffer = heap.get();
+  if (6 * inputLength + 1 + kSlack <= kStackBuffer) {
+    // Short texts: one pass into a work buffer sized for the worst case, where every
+    // byte grows to six.
+    char local[kStackBuffer];
+    EscapeBuffer<false> buffer{local, local + kStackBuffer - kSlack};
+    length = escapeInto(buffer, text, stop);
+    out.set(local, length, true);
+  } else {
+    // Long texts: a worst-case buffer would be six times the text (300 MB for a 50 MB
+    // attribute value), and fresh pages cost more to fault in than the rare growth
+    // does, so the buffer starts at one and a half times the text and grows.
+    const std::size_t room = inputLength + inputLength / 2 + 64;
+    EscapeBuffer<true> buffer{static_cast<char*>(std::malloc(room + kSlack)), nullptr};
+    if (buffer.begin == nullptr) throw std::bad_alloc();
+    buffer.end = buffer.begin + room;
+    try {
+      length = escapeInto(buffer, text, stop);
+      out.set(buffer.begin, length, true);
+    } catch (...) {
+      std::free(buffer.begin);
+      throw;
+    }
+    std::free(buffer.begin);
   }
-  char* p = buffer;
-  const char* run = text;
-  do {
-    const std::size_t n = static_cast<std::size_t>(stop - run);
-    std::memcpy(p, run, n);
-    p += n;
-    const Replacement& r = kEscape.r[static_cast<unsigned char>(*stop)];
-    std::memcpy(p, r.text, 6);  // the table rows are 7 bytes; only r.length count
-    p += r.length;
-    run = stop + 1;
-    stop = findStop(run);
-  } while (*stop != '\0');
-  const std::size_t n = static_cast<std::size_t>(stop - run);
-  std::memcpy(p, run, n);
-  p += n;
-  length = static_cast<std::size_t>(p - buffer);
-  out.set(buffer, length, true);
   return out.c_str();
 }
 

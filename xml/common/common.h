@@ -11,7 +11,9 @@
 #ifndef CORVANE_XML_COMMON_COMMON_H
 #define CORVANE_XML_COMMON_COMMON_H
 
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <iosfwd>
 #include <string>
 #include <type_traits>
@@ -149,24 +151,63 @@ class CORVANE_XML_API InputMemStream : public InputStream {
   unsigned int pos_;
 };
 
-// OutputMemStream: collects the written bytes in memory.
+// OutputMemStream: collects the written bytes in memory, in a buffer that grows by
+// doubling.
 class CORVANE_XML_API OutputMemStream : public OutputStream {
  public:
-  OutputMemStream();
+  OutputMemStream() noexcept;
   ~OutputMemStream() override;
+  OutputMemStream(const OutputMemStream&) = delete;
+  OutputMemStream& operator=(const OutputMemStream&) = delete;
 
   unsigned int WriteBytes(const void* data, unsigned int count) override;
+  // What WriteBytes does, without the virtual call: for writers that know the stream's
+  // exact type.
+  void append(const void* data, std::size_t count) {
+    const std::size_t room = static_cast<std::size_t>(capacity_ - end_);
+    if (count <= 16 && room >= 16) {
+      // Most pieces are short: two overlapping moves instead of a call.
+      const char* from = static_cast<const char*>(data);
+      if (count >= 8) {
+        std::uint64_t a, b;
+        std::memcpy(&a, from, 8);
+        std::memcpy(&b, from + count - 8, 8);
+        std::memcpy(end_, &a, 8);
+        std::memcpy(end_ + count - 8, &b, 8);
+      } else if (count >= 4) {
+        std::uint32_t a, b;
+        std::memcpy(&a, from, 4);
+        std::memcpy(&b, from + count - 4, 4);
+        std::memcpy(end_, &a, 4);
+        std::memcpy(end_ + count - 4, &b, 4);
+      } else if (count > 0) {
+        end_[0] = from[0];
+        end_[count / 2] = from[count / 2];
+        end_[count - 1] = from[count - 1];
+      }
+      end_ += count;
+    } else {
+      writeLarge(data, static_cast<unsigned int>(count));
+    }
+  }
 
-  // The bytes written so far (not zero-terminated by contract; see str()).
-  const char* data() const noexcept { return buffer_.data(); }
-  std::size_t size() const noexcept { return buffer_.size(); }
-  const std::string& str() const noexcept { return buffer_; }
+  // The bytes written so far (not zero-terminated), and their number.
+  const char* data() const noexcept { return begin_; }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
+  // A copy of the bytes written so far.
+  std::string str() const { return std::string(begin_, size()); }
   // Forgets the bytes but keeps the allocated room.
-  void clear() noexcept { buffer_.clear(); }
-  void reserve(std::size_t bytes) { buffer_.reserve(bytes); }
+  void clear() noexcept { end_ = begin_; }
+  // Makes room for at least bytes bytes in all.
+  void reserve(std::size_t bytes);
 
  private:
-  std::string buffer_;
+  void grow(std::size_t needed);
+  unsigned int writeLarge(const void* data, unsigned int count);
+
+  char* begin_;
+  char* end_;
+  char* capacity_;
 };
 
 // InputFileStream: reads a file, a FILE* or a file descriptor.
@@ -217,6 +258,16 @@ class CORVANE_XML_API OutputFileStream : public OutputStream {
 
   unsigned int WriteBytes(const void* data, unsigned int count) override;
   bool Flush() override;
+  // What WriteBytes does, without the virtual call: for writers that know the stream's
+  // exact type.
+  void append(const void* data, std::size_t count) {
+    if (!failed_ && count <= kBufferSize - used_) {
+      std::memcpy(buffer_ + used_, data, count);
+      used_ += static_cast<unsigned int>(count);
+    } else {
+      WriteBytes(data, static_cast<unsigned int>(count));
+    }
+  }
 
  private:
   static constexpr unsigned int kBufferSize = 64 * 1024;

@@ -1,6 +1,9 @@
 // xml/common/streams.cpp: the stream interfaces and the memory and file streams.
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <limits>
 
 #include <fcntl.h>
@@ -40,12 +43,36 @@ unsigned int InputMemStream::Size() const { return size_; }
 
 // ---------------------------------------------------------------------------------
 
-OutputMemStream::OutputMemStream() = default;
-OutputMemStream::~OutputMemStream() = default;
+OutputMemStream::OutputMemStream() noexcept : begin_(nullptr), end_(nullptr), capacity_(nullptr) {}
+
+OutputMemStream::~OutputMemStream() { std::free(begin_); }
 
 unsigned int OutputMemStream::WriteBytes(const void* data, unsigned int count) {
-  buffer_.append(static_cast<const char*>(data), count);
+  append(data, count);
   return count;
+}
+
+unsigned int OutputMemStream::writeLarge(const void* data, unsigned int count) {
+  if (static_cast<std::size_t>(capacity_ - end_) < count) grow(count);
+  if (count > 0) std::memcpy(end_, data, count);
+  end_ += count;
+  return count;
+}
+
+void OutputMemStream::reserve(std::size_t bytes) {
+  if (bytes > static_cast<std::size_t>(capacity_ - begin_)) grow(bytes - size());
+}
+
+void OutputMemStream::grow(std::size_t needed) {
+  const std::size_t used = size();
+  std::size_t room = static_cast<std::size_t>(capacity_ - begin_);
+  if (room < 256) room = 256;
+  while (room - used < needed) room *= 2;
+  char* grown = static_cast<char*>(std::realloc(begin_, room));
+  if (grown == nullptr) throw std::bad_alloc();
+  begin_ = grown;
+  end_ = grown + used;
+  capacity_ = grown + room;
 }
 
 // ---------------------------------------------------------------------------------

@@ -25,20 +25,85 @@ inline void literal(OutputStream& out, const char (&text)[N]) {
 
 inline void plain(OutputStream& out, const char* text) { piece(out, text, std::strlen(text)); }
 
+// The text escaped, in one piece. Most texts need no escaping: those are written
+// straight from the caller's memory, without even a scratch string.
 inline void escaped(OutputStream& out, const char* text) {
+  const char* stop = findEscape(text);
+  if (*stop == '\0') {
+    piece(out, text, static_cast<std::size_t>(stop - text));
+    return;
+  }
   ACE_CString scratch;
   std::size_t length;
-  const char* s = escapeXml(text, scratch, length);
+  const char* s = escapeFrom(text, stop, scratch, length);
   piece(out, s, length);
 }
 
+// As escaped(), for a zero-terminated text whose length n is known; a zero byte within
+// the n bytes ends the text, as it would for escaped().
+inline void escaped(OutputStream& out, const char* text, std::size_t n) {
+  const char* stop = findStopN(text, n);
+  if (stop == text + n || *stop == '\0') {
+    piece(out, text, static_cast<std::size_t>(stop - text));
+    return;
+  }
+  ACE_CString scratch;
+  std::size_t length;
+  const char* s = escapeFrom(text, stop, scratch, length);
+  piece(out, s, length);
+}
+
+inline void escaped(OutputStream& out, const ACE_CString& text) {
+  escaped(out, text.c_str(), text.length());
+}
+
 // " name=\"value\"", escaped, in five pieces.
-inline void attribute(OutputStream& out, const char* name, const char* value) {
+template <class Text>
+inline void attribute(OutputStream& out, const Text& name, const Text& value) {
   literal(out, " ");
   escaped(out, name);
   literal(out, "=\"");
   escaped(out, value);
   literal(out, "\"");
+}
+
+// Pieces for a stream whose exact type is known: the library's own memory and file
+// streams take them inline, any other stream (a caller's subclass included) through
+// one WriteBytes call each.
+template <class Stream>
+struct Sink {
+  Stream& out;
+  void put(const char* text, std::size_t length) { out.append(text, length); }
+};
+
+template <>
+struct Sink<OutputStream> {
+  OutputStream& out;
+  void put(const char* text, std::size_t length) {
+    out.WriteBytes(text, static_cast<unsigned int>(length));
+  }
+};
+
+template <class Stream, std::size_t N>
+inline void literal(Sink<Stream>& sink, const char (&text)[N]) {
+  sink.put(text, N - 1);
+}
+
+// The n-byte text escaped, up to a zero byte in it; returns the length of the text
+// that was escaped (n, or the position of that zero byte).
+template <class Stream>
+__attribute__((always_inline)) inline std::size_t escaped(Sink<Stream>& sink, const char* text,
+                                                          std::size_t n) {
+  const char* stop = findStopN(text, n);
+  if (stop == text + n || *stop == '\0') {
+    sink.put(text, static_cast<std::size_t>(stop - text));
+    return static_cast<std::size_t>(stop - text);
+  }
+  ACE_CString scratch;
+  std::size_t length;
+  const char* s = escapeFrom(text, stop, scratch, length);
+  sink.put(s, length);
+  return std::strlen(text);
 }
 
 // Number texts; see xml/writer/xmlemitter.h. who names the operation in the
