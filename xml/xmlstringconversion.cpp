@@ -82,7 +82,7 @@ __attribute__((target("ssse3"))) inline __m128i stopBytes16(__m128i v) {
   return _mm_cmpeq_epi8(_mm_and_si128(l, h), _mm_setzero_si128());  // 0xFF where clean
 }
 
-__attribute__((target("ssse3"))) inline unsigned stopMask16(const char* p) {
+__attribute__((target("ssse3"), no_sanitize_address)) inline unsigned stopMask16(const char* p) {
   return ~static_cast<unsigned>(
              _mm_movemask_epi8(stopBytes16(_mm_load_si128(reinterpret_cast<const __m128i*>(p))))) &
          0xFFFFu;
@@ -105,7 +105,7 @@ __attribute__((target("ssse3"), no_sanitize_address)) const char* findStop(const
   return block + __builtin_ctz(mask);
 }
 
-__attribute__((target("avx2"))) inline unsigned stopMask32(const char* p) {
+__attribute__((target("avx2"), no_sanitize_address)) inline unsigned stopMask32(const char* p) {
   const __m256i lo = _mm256_setr_epi8(CORVANE_XML_LO_NIBBLES, CORVANE_XML_LO_NIBBLES);
   const __m256i hi = _mm256_setr_epi8(CORVANE_XML_HI_NIBBLES, CORVANE_XML_HI_NIBBLES);
   const __m256i nibble = _mm256_set1_epi8(0x0F);
@@ -127,21 +127,32 @@ __attribute__((target("avx2"), no_sanitize_address)) const char* findStop(const 
   return block + __builtin_ctz(mask);
 }
 
-// The stop bits of the 32 bytes at the 32-byte aligned block.
-__attribute__((target("default"), no_sanitize_address)) unsigned blockMask(const char* block) {
-  unsigned mask = 0;
+// The 32 bytes at the 32-byte aligned block: the stop bits in the low half, the bits
+// of zero bytes in the high half.
+__attribute__((target("default"), no_sanitize_address)) std::uint64_t blockMask(const char* block) {
+  std::uint64_t mask = 0;
   for (unsigned i = 0; i < 32; ++i) {
-    if (stops(static_cast<unsigned char>(block[i]))) mask |= 1u << i;
+    if (stops(static_cast<unsigned char>(block[i]))) mask |= std::uint64_t{1} << i;
+    if (block[i] == '\0') mask |= std::uint64_t{1} << (32 + i);
   }
   return mask;
 }
 
-__attribute__((target("ssse3"), no_sanitize_address)) unsigned blockMask(const char* block) {
-  return stopMask16(block) | (stopMask16(block + 16) << 16);
+__attribute__((target("ssse3"), no_sanitize_address)) inline unsigned zeroMask16(const char* p) {
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(
+      _mm_load_si128(reinterpret_cast<const __m128i*>(p)), _mm_setzero_si128())));
 }
 
-__attribute__((target("avx2"), no_sanitize_address)) unsigned blockMask(const char* block) {
-  return stopMask32(block);
+__attribute__((target("ssse3"), no_sanitize_address)) std::uint64_t blockMask(const char* block) {
+  const std::uint64_t zeros = zeroMask16(block) | (zeroMask16(block + 16) << 16);
+  return (stopMask16(block) | (stopMask16(block + 16) << 16)) | (zeros << 32);
+}
+
+__attribute__((target("avx2"), no_sanitize_address)) std::uint64_t blockMask(const char* block) {
+  const __m256i v = _mm256_load_si256(reinterpret_cast<const __m256i*>(block));
+  const std::uint64_t zeros =
+      static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(v, _mm256_setzero_si256())));
+  return stopMask32(block) | (zeros << 32);
 }
 
 #undef CORVANE_XML_LO_NIBBLES
@@ -157,12 +168,15 @@ const char* findStop(const char* s) {
 
 // Bytes of the block past the terminator are never looked at by the callers, which
 // stop at the terminator's bit; here they are not read either.
-unsigned blockMask(const char* block) {
-  unsigned mask = 0;
+std::uint64_t blockMask(const char* block) {
+  std::uint64_t mask = 0;
   for (unsigned i = 0; i < 32; ++i) {
     if (stops(static_cast<unsigned char>(block[i]))) {
-      mask |= 1u << i;
-      if (block[i] == '\0') break;
+      mask |= std::uint64_t{1} << i;
+      if (block[i] == '\0') {
+        mask |= std::uint64_t{1} << (32 + i);
+        break;
+      }
     }
   }
   return mask;
@@ -172,8 +186,8 @@ unsigned blockMask(const char* block) {
 
 // Texts whose worst case fits here are escaped without a heap allocation.
 constexpr std::size_t kStackBuffer = 2048;
-// Room past the escaped text for the last replacement's whole word.
-constexpr std::size_t kSlack = 8;
+// Room past the escaped text for strided copies and replacement words that overshoot.
+constexpr std::size_t kSlack = 40;
 static_assert(sizeof(Replacement) == 8, "a replacement is stored as one word");
 
 }  // namespace
@@ -213,31 +227,57 @@ inline void copyRun(char* to, const char* from, std::size_t n) {
   }
 }
 
-// Calls visit(p) for every byte p at or after first that stops the scan, in order,
-// ending with the terminator; visit returns false to stop early. One mask per 32-byte
-// aligned block serves all the stops in it.
+// Copies [from, to) to dst in 32-byte strides: reads up to 31 bytes past to and writes
+// up to 31 bytes past dst + (to - from). Callers make sure both are safe: the reads
+// stay in the block after the current one, which holds part of the text when the
+// current block has no terminator, hence in a mapped page; such reads may pass the
+// terminator, which the address sanitizer cannot know to be harmless.
+__attribute__((no_sanitize_address)) inline void copyAhead(char* dst, const char* from,
+                                                           const char* to) {
+  do {
+#if defined(__x86_64__)
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + 16));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), a);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), b);
+#else
+    std::memcpy(dst, from, 32);
+#endif
+    from += 32;
+    dst += 32;
+  } while (from < to);
+}
+
+// Calls visit(p, ahead) for every byte p at or after first that stops the scan, in
+// order, ending with the terminator. ahead says whether p's block holds no terminator,
+// so that reading up to 32 bytes past p is safe. One mask per 32-byte aligned block
+// serves all the stops in it.
 template <class Visit>
 __attribute__((no_sanitize_address)) inline void forEachStop(const char* first, Visit visit) {
   const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(first) & 31u;
   const char* block = first - offset;
-  unsigned mask = blockMask(block) & (0xFFFFFFFFu << offset);
+  std::uint64_t bits = blockMask(block);
+  unsigned mask = static_cast<unsigned>(bits) & (0xFFFFFFFFu << offset);
   for (;;) {
+    const bool ahead = (bits >> 32) == 0;
     while (mask != 0) {
       const char* p = block + __builtin_ctz(mask);
       if (*p == '\0') {
-        visit(p);
+        visit(p, false);
         return;
       }
-      visit(p);
+      visit(p, ahead);
       mask &= mask - 1;
     }
     block += 32;
-    mask = blockMask(block);
+    bits = blockMask(block);
+    mask = static_cast<unsigned>(bits);
   }
 }
 
-// Where escaped bytes go: a buffer with room for kSlack bytes past the text, since
-// each replacement is stored as one 8-byte word of which only its length counts. A
+// Where escaped bytes go: a buffer with room for kSlack bytes past the text, since runs
+// are copied in 32-byte strides and each replacement is stored as one 8-byte word, of
+// which only the run's and the replacement's lengths count. A
 // buffer that may grow is a malloc'ed one, enlarged with realloc when a run and its
 // replacement would not fit.
 template <bool kGrows>
@@ -264,10 +304,14 @@ template <bool kGrows>
 std::size_t escapeInto(EscapeBuffer<kGrows>& buffer, const char* text, const char* stop) {
   char* dst = buffer.begin;
   const char* run = text;
-  forEachStop(stop, [&](const char* p) {
+  forEachStop(stop, [&](const char* p, bool ahead) {
     const std::size_t n = static_cast<std::size_t>(p - run);
     buffer.reserve(dst, n + 6);
-    copyRun(dst, run, n);
+    if (ahead) {
+      copyAhead(dst, run, p);
+    } else {
+      copyRun(dst, run, n);
+    }
     dst += n;
     const Replacement& r = kEscape.r[static_cast<unsigned char>(*p)];
     std::memcpy(dst, &r, 8);
