@@ -9,7 +9,6 @@
 // without a virtual call each; any other stream gets one WriteBytes call per piece.
 #include "xml/qvs/xmlutils.h"
 
-#include <cstring>
 #include <string>
 #include <typeinfo>
 #include <vector>

@@ -39,27 +39,8 @@ inline void escaped(OutputStream& out, const char* text) {
   piece(out, s, length);
 }
 
-// As escaped(), for a zero-terminated text whose length n is known; a zero byte within
-// the n bytes ends the text, as it would for escaped().
-inline void escaped(OutputStream& out, const char* text, std::size_t n) {
-  const char* stop = findStopN(text, n);
-  if (stop == text + n || *stop == '\0') {
-    piece(out, text, static_cast<std::size_t>(stop - text));
-    return;
-  }
-  ACE_CString scratch;
-  std::size_t length;
-  const char* s = escapeFrom(text, stop, scratch, length);
-  piece(out, s, length);
-}
-
-inline void escaped(OutputStream& out, const ACE_CString& text) {
-  escaped(out, text.c_str(), text.length());
-}
-
 // " name=\"value\"", escaped, in five pieces.
-template <class Text>
-inline void attribute(OutputStream& out, const Text& name, const Text& value) {
+inline void attribute(OutputStream& out, const char* name, const char* value) {
   literal(out, " ");
   escaped(out, name);
   literal(out, "=\"");
