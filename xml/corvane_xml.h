@@ -12,6 +12,8 @@
 #include "xml/qvs/element.h"
 #include "xml/qvs/xmlutils.h"
 #include "xml/writer/xmlemitter.h"
+#include "xml/xml.h"
+#include "xml/xmlexception.h"
 #include "xml/xmlstringconversion.h"
 
 #endif  // CORVANE_XML_CORVANE_XML_H

@@ -1,0 +1,293 @@
+// xml/charsets.cpp: conversions between UTF-8, UTF-16 and Windows-1252, and Base64 text.
+//
+// The system code page is Windows-1252 on every platform, so the conversions are the
+// library's own loops over small tables rather than calls into a locale-dependent
+// converter: they sit on the parse path of every element and attribute.
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "xml/detail/charsets.h"
+#include "xml/detail/log.h"
+#include "xml/xmlexception.h"
+#include "xml/xmlstringconversion.h"
+
+namespace {
+
+constexpr char16_t kReplacementCharacter = 0xFFFD;
+
+// Windows-1252 for a UTF-16 code unit that is not part of a surrogate pair, or -1 when
+// the code page lacks it. 0x00-0x7F and 0xA0-0xFF map to themselves; 0x80-0x9F hold 27
+// other characters and five undefined bytes (0x81, 0x8D, 0x8F, 0x90, 0x9D).
+inline int toCp1252(char16_t u) {
+  if (u < 0x80 || (u >= 0xA0 && u <= 0xFF)) return u;
+  switch (u) {
+    case 0x20AC: return 0x80;
+    case 0x201A: return 0x82;
+    case 0x0192: return 0x83;
+    case 0x201E: return 0x84;
+    case 0x2026: return 0x85;
+    case 0x2020: return 0x86;
+    case 0x2021: return 0x87;
+    case 0x02C6: return 0x88;
+    case 0x2030: return 0x89;
+    case 0x0160: return 0x8A;
+    case 0x2039: return 0x8B;
+    case 0x0152: return 0x8C;
+    case 0x017D: return 0x8E;
+    case 0x2018: return 0x91;
+    case 0x2019: return 0x92;
+    case 0x201C: return 0x93;
+    case 0x201D: return 0x94;
+    case 0x2022: return 0x95;
+    case 0x2013: return 0x96;
+    case 0x2014: return 0x97;
+    case 0x02DC: return 0x98;
+    case 0x2122: return 0x99;
+    case 0x0161: return 0x9A;
+    case 0x203A: return 0x9B;
+    case 0x0153: return 0x9C;
+    case 0x017E: return 0x9E;
+    case 0x0178: return 0x9F;
+    default: return -1;
+  }
+}
+
+inline bool isHighSurrogate(char16_t u) { return u >= 0xD800 && u <= 0xDBFF; }
+inline bool isLowSurrogate(char16_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
+
+// Converts n units at text to Windows-1252 at out, one byte per character ("?" for the
+// characters the code page lacks; a surrogate pair is one character). Returns the number
+// of bytes written. When lowBytes is set, a character the code page lacks keeps the low
+// byte of its unit instead (its ISO 8859-1 value where it has one).
+std::size_t toAnsi(const XMLCh* text, std::size_t n, char* out, bool lowBytes) {
+  char* p = out;
+  for (std::size_t i = 0; i < n; ++i) {
+    const char16_t u = text[i];
+    const int b = toCp1252(u);
+    if (b >= 0) {
+      *p++ = static_cast<char>(b);
+    } else if (isHighSurrogate(u) && i + 1 < n && isLowSurrogate(text[i + 1])) {
+      // The pair's one "?" takes the first unit's place; the fallback below never
+      // restores it, since the pair stands for a character outside any 8-bit code.
+      *p++ = '?';
+      ++i;
+    } else {
+      *p++ = lowBytes ? static_cast<char>(u & 0xFF) : '?';
+    }
+  }
+  return static_cast<std::size_t>(p - out);
+}
+
+// UTF-16 code point at text[i] (advancing i past it); a lone surrogate gives U+FFFD.
+inline char32_t nextCodePoint(const XMLCh* text, std::size_t n, std::size_t& i) {
+  const char16_t u = text[i++];
+  if (isHighSurrogate(u) && i < n && isLowSurrogate(text[i])) {
+    return 0x10000 + ((static_cast<char32_t>(u) - 0xD800) << 10) + (text[i++] - 0xDC00);
+  }
+  if (isHighSurrogate(u) || isLowSurrogate(u)) return kReplacementCharacter;
+  return u;
+}
+
+inline char* putUtf8(char32_t c, char* p) {
+  if (c < 0x80) {
+    *p++ = static_cast<char>(c);
+  } else if (c < 0x800) {
+    *p++ = static_cast<char>(0xC0 | (c >> 6));
+    *p++ = static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    *p++ = static_cast<char>(0xE0 | (c >> 12));
+    *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *p++ = static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    *p++ = static_cast<char>(0xF0 | (c >> 18));
+    *p++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *p++ = static_cast<char>(0x80 | (c & 0x3F));
+  }
+  return p;
+}
+
+inline std::size_t utf8Length(char32_t c) { return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4; }
+
+// Decodes one UTF-8 sequence at s (n bytes left, n > 0): sets c and returns its length.
+// An ill-formed sequence gives U+FFFD for its maximal well-formed prefix (at least one
+// byte), as Unicode recommends.
+std::size_t decodeUtf8(const unsigned char* s, std::size_t n, char32_t& c) {
+  const unsigned char b = s[0];
+  if (b < 0x80) {
+    c = b;
+    return 1;
+  }
+  std::size_t need;
+  char32_t value;
+  unsigned char lo = 0x80, hi = 0xBF;  // the allowed range of the second byte
+  if (b >= 0xC2 && b <= 0xDF) {
+    need = 1;
+    value = b & 0x1F;
+  } else if (b >= 0xE0 && b <= 0xEF) {
+    need = 2;
+    value = b & 0x0F;
+    if (b == 0xE0) lo = 0xA0;  // no overlong forms
+    if (b == 0xED) hi = 0x9F;  // no surrogates
+  } else if (b >= 0xF0 && b <= 0xF4) {
+    need = 3;
+    value = b & 0x07;
+    if (b == 0xF0) lo = 0x90;
+    if (b == 0xF4) hi = 0x8F;  // nothing past U+10FFFF
+  } else {
+    c = kReplacementCharacter;
+    return 1;
+  }
+  std::size_t i = 1;
+  for (; i <= need; ++i) {
+    if (i >= n) break;
+    const unsigned char t = s[i];
+    if (t < (i == 1 ? lo : 0x80) || t > (i == 1 ? hi : 0xBF)) break;
+    value = (value << 6) | (t & 0x3F);
+  }
+  if (i <= need) {
+    c = kReplacementCharacter;
+    return i;
+  }
+  c = value;
+  return need + 1;
+}
+
+}  // namespace
+
+namespace corvane_xml_detail {
+
+char* ConvertWideCharToAnsiCopy(const XMLCh* text) {
+  if (text == nullptr) return nullptr;
+  const std::size_t n = wideLength(text);
+  char* out = new char[n + 1];
+  out[toAnsi(text, n, out, false)] = '\0';
+  return out;
+}
+
+namespace {
+
+void intoString(const XMLCh* text, ACE_CString& out, bool lowBytes) {
+  const std::size_t n = text != nullptr ? wideLength(text) : 0;
+  char local[512];
+  std::string heap;
+  char* buffer = local;
+  if (n > sizeof local) {
+    heap.resize(n);
+    buffer = &heap[0];
+  }
+  out.set(buffer, toAnsi(text, n, buffer, lowBytes), true);
+}
+
+}  // namespace
+
+void wideToAnsi(const XMLCh* text, ACE_CString& out) { intoString(text, out, false); }
+
+void wideToAnsiKeepingLowBytes(const XMLCh* text, ACE_CString& out) { intoString(text, out, true); }
+
+std::wstring toWide(const XMLCh* text) {
+  std::wstring out;
+  if (text == nullptr) return out;
+  const std::size_t n = wideLength(text);
+  out.reserve(n);
+  for (std::size_t i = 0; i < n;) out.push_back(static_cast<wchar_t>(nextCodePoint(text, n, i)));
+  return out;
+}
+
+}  // namespace corvane_xml_detail
+
+using corvane_xml_detail::wideLength;
+
+void ConvertUTF8StringToAnsi(const char* text, ACE_CString& out) {
+  if (text == nullptr) return;
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  std::string bytes;
+  while (*s != 0) {
+    const unsigned char b = *s;
+    if (b < 0x80) {
+      bytes.push_back(static_cast<char>(b));
+      ++s;
+      continue;
+    }
+    if (s[1] == 0) {
+      bytes.push_back('\xBF');
+      ++s;
+      continue;
+    }
+    std::size_t n = 1;
+    while (s[n] != 0 && (s[n] & 0xC0) == 0x80) ++n;
+    if (n == 2 && (b & 0xE0) == 0xC0) {
+      bytes.push_back(static_cast<char>(((b & 1) << 6) + s[1]));
+    } else {
+      bytes.push_back('\xBF');
+    }
+    s += n;
+  }
+  out.append(bytes.data(), bytes.size());
+}
+
+void ConvertUTF8ToWideChar(const ACE_CString& text,
+                           Corvane::auto_ptr<XMLCh, Corvane::BasicDelete<XMLCh>>& out) {
+  const std::size_t n = text.length();
+  // Each byte gives at most one unit (four bytes give at most two), so the buffer of
+  // twice the length plus 255 units always holds the result.
+  out.reset(new XMLCh[2 * n + 255]);
+  XMLCh* p = out.get();
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text.fast_rep());
+  for (std::size_t i = 0; i < n;) {
+    char32_t c;
+    i += decodeUtf8(s + i, n - i, c);
+    if (c >= 0x10000) {
+      *p++ = static_cast<XMLCh>(0xD800 + ((c - 0x10000) >> 10));
+      *p++ = static_cast<XMLCh>(0xDC00 + ((c - 0x10000) & 0x3FF));
+    } else {
+      *p++ = static_cast<XMLCh>(c);
+    }
+  }
+  *p = 0;
+}
+
+void ConvertWideCharToAnci(const XMLCh* text, Corvane::auto_ptr<char, Corvane::BasicDelete<char>>& out) {
+  const std::size_t n = text != nullptr ? wideLength(text) : 0;
+  // One byte per unit at most: the buffer of the length plus 255 always holds it.
+  out.reset(new char[n + 255]);
+  out.get()[toAnsi(text, n, out.get(), false)] = '\0';
+}
+
+void ConvertWideCharToAnsi(const XMLCh* text, Corvane::auto_ptr<char, Corvane::ArrayDelete<char>>& out) {
+  const std::size_t n = text != nullptr ? wideLength(text) : 0;
+  out.reset(new char[n + 1]);
+  out.get()[toAnsi(text, n, out.get(), true)] = '\0';
+}
+
+void ConvertWideCharToUTF8(const XMLCh* text, Corvane::auto_ptr<char, Corvane::BasicDelete<char>>& out) {
+  const std::size_t n = text != nullptr ? wideLength(text) : 0;
+  const std::size_t room = n + 255;
+  out.reset(new char[room]);
+  std::size_t needed = 1;  // the terminator
+  for (std::size_t i = 0; i < n;) needed += utf8Length(nextCodePoint(text, n, i));
+  if (needed > room) {
+    // The buffer is fixed before converting, as for the platform's converter; E2BIG is
+    // what a converter answers when its output buffer is full.
+    corvane_xml_detail::logLine(LM_ERROR, __LINE__, -1,
+                                "XmlStringConversion: Failed to convert wide character to UTF-8: "
+                                "error = %d\n",
+                                E2BIG);
+    throw XmlException::ParserError(ACE_CString("XmlStringConversion: Failed to convert from wide character"));
+  }
+  char* p = out.get();
+  for (std::size_t i = 0; i < n;) p = putUtf8(nextCodePoint(text, n, i), p);
+  *p = '\0';
+}
+
+void ConvertBinToXmlString(const char* data, unsigned int count, ACE_CString& out) {
+  Base64Coder coder;
+  coder.Encode(out, reinterpret_cast<const unsigned char*>(data), count);
+}
+
+void ConvertXmlStringToBin(const ACE_CString& text, Corvane::auto_ptr<char, Corvane::ArrayDelete<char>>& out,
+                           unsigned int& count) {
+  Base64Coder coder;
+  out = coder.Decode(text.c_str(), static_cast<unsigned int>(text.length()), count);
+}

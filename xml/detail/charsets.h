@@ -1,0 +1,38 @@
+// xml/detail/charsets.h: code-page conversions the readers share (internal).
+#ifndef CORVANE_XML_DETAIL_CHARSETS_H
+#define CORVANE_XML_DETAIL_CHARSETS_H
+
+#include <cstddef>
+#include <string>
+
+#include <ace/SString.h>
+#include <xercesc/util/XercesDefs.hpp>
+
+namespace corvane_xml_detail {
+
+// A new zero-terminated Windows-1252 text (allocated with new[], the caller frees it with
+// delete[]) of the zero-terminated UTF-16 text; "?" for characters the code page lacks.
+// Null gives null.
+char* ConvertWideCharToAnsiCopy(const XMLCh* text);
+
+// Sets out to the Windows-1252 text of the zero-terminated UTF-16 text, as
+// ConvertWideCharToAnsiCopy converts it, reusing out's buffer.
+void wideToAnsi(const XMLCh* text, ACE_CString& out);
+
+// As ConvertWideCharToAnsi converts it (low bytes kept for characters the code page
+// lacks), into out, reusing out's buffer.
+void wideToAnsiKeepingLowBytes(const XMLCh* text, ACE_CString& out);
+
+// The UTF-16 text as wchar_t text, for ACE's %W (null gives "").
+std::wstring toWide(const XMLCh* text);
+
+// Length of a zero-terminated UTF-16 text.
+inline std::size_t wideLength(const XMLCh* text) {
+  std::size_t n = 0;
+  while (text[n] != 0) ++n;
+  return n;
+}
+
+}  // namespace corvane_xml_detail
+
+#endif  // CORVANE_XML_DETAIL_CHARSETS_H
