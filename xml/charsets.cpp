@@ -186,15 +186,6 @@ void wideToAnsi(const XMLCh* text, ACE_CString& out) { intoString(text, out, fal
 
 void wideToAnsiKeepingLowBytes(const XMLCh* text, ACE_CString& out) { intoString(text, out, true); }
 
-std::wstring toWide(const XMLCh* text) {
-  std::wstring out;
-  if (text == nullptr) return out;
-  const std::size_t n = wideLength(text);
-  out.reserve(n);
-  for (std::size_t i = 0; i < n;) out.push_back(static_cast<wchar_t>(nextCodePoint(text, n, i)));
-  return out;
-}
-
 }  // namespace corvane_xml_detail
 
 using corvane_xml_detail::wideLength;
@@ -270,10 +261,9 @@ void ConvertWideCharToUTF8(const XMLCh* text, Corvane::auto_ptr<char, Corvane::B
   if (needed > room) {
     // The buffer is fixed before converting, as for the platform's converter; E2BIG is
     // what a converter answers when its output buffer is full.
-    corvane_xml_detail::logLine(LM_ERROR, __LINE__, -1,
+    corvane_xml_detail::logText(LM_ERROR, __LINE__, -1,
                                 "XmlStringConversion: Failed to convert wide character to UTF-8: "
-                                "error = %d\n",
-                                E2BIG);
+                                "error = " + std::to_string(E2BIG) + "\n");
     throw XmlException::ParserError(ACE_CString("XmlStringConversion: Failed to convert from wide character"));
   }
   char* p = out.get();

@@ -11,6 +11,7 @@
 #include "xml/common/common.h"
 #include "xml/qvs/element.h"
 #include "xml/qvs/xmlutils.h"
+#include "xml/sax/xmlparser.h"
 #include "xml/writer/xmlemitter.h"
 #include "xml/xml.h"
 #include "xml/xmlexception.h"

@@ -3,7 +3,6 @@
 #define CORVANE_XML_DETAIL_CHARSETS_H
 
 #include <cstddef>
-#include <string>
 
 #include <ace/SString.h>
 #include <xercesc/util/XercesDefs.hpp>
@@ -22,9 +21,6 @@ void wideToAnsi(const XMLCh* text, ACE_CString& out);
 // As ConvertWideCharToAnsi converts it (low bytes kept for characters the code page
 // lacks), into out, reusing out's buffer.
 void wideToAnsiKeepingLowBytes(const XMLCh* text, ACE_CString& out);
-
-// The UTF-16 text as wchar_t text, for ACE's %W (null gives "").
-std::wstring toWide(const XMLCh* text);
 
 // Length of a zero-terminated UTF-16 text.
 inline std::size_t wideLength(const XMLCh* text) {

@@ -1,4 +1,4 @@
-// xml/qvs/xmlutils.h: the element tree's XML form.
+// xml/qvs/xmlutils.h: the element tree's XML form: writing and reading it.
 //
 // streamOut writes an element tree compactly: no XML declaration, no indentation, a
 // CR LF after every end tag and none after a start tag. An element with a single text
@@ -59,6 +59,18 @@ class CORVANE_XML_API XmlUtils {
   // Writes value under the tag "value" (see above).
   static void streamOut(const ValueBase& value, OutputStream& out, const Ordering& order,
                         const ACE_CString& prefix);
+
+  // Reads an element tree in this form from in into root; name serves as the document's
+  // system id in error reports. The outermost XML element gives root its key (names are
+  // converted to Windows-1252) and appends its attributes to root's; a value root already
+  // holds is cleared first. Character data between a start tag and the next tag becomes
+  // a single text when it is not empty (text before or after child elements is dropped);
+  // <val> items make a value list, and element children inside a <val> make an element
+  // list item. Child lists are unsorted and every element below root has weight -1.
+  // Throws XmlException::ParserError for a document that does not parse ("XmlBaseBuilder::
+  // build: Parsing is incomplete.", after logging the parser's message) and for a document
+  // whose outermost element is "val"; root keeps what was read before the error.
+  static void streamIn(InputStream& in, Element& root, const ACE_CString& name);
 };
 
 }  // namespace QVS

@@ -38,6 +38,10 @@
 #include "xml/common/common.h"
 #include "xml/export.h"
 
+namespace corvane_xml_detail {
+struct AttributesAccess;
+}
+
 // XmlAttributes: the attributes of one element, in insertion order; names may repeat.
 // Getters return pointers into the list's own strings, valid until the list changes;
 // an index at or past getLength() or a name that no entry has gives a null pointer.
@@ -77,6 +81,8 @@ class CORVANE_XML_API XmlAttributes {
   void push(const char* name, const char* type, double value);
 
  private:
+  friend struct corvane_xml_detail::AttributesAccess;
+
   struct Entry {
     ACE_CString name;
     ACE_CString type;
