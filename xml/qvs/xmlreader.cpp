@@ -3,6 +3,7 @@
 #include <string>
 
 #include "xml/detail/charsets.h"
+#include "xml/qvs/detail/valuetree.h"
 #include "xml/qvs/xmlutils.h"
 #include "xml/sax/xmlparser.h"
 #include "xml/xmlexception.h"
@@ -54,10 +55,17 @@ class QVRXmlBaseBuilder : public XmlBaseBuilder {
         } else if (parent.valueList != nullptr && parent.elementList == nullptr) {
           parent.elementList = &parent.valueList->addMultiElement();
         }
-        element = &parent.elementList->addElement(key_, AttributeVector(), -1);
+        // A new element without attributes, made in place: it is what a copy of
+        // Element(key, -1) would be, without the copy.
+        element = new Element(key_, -1);
+        parent.elementList->addElement(element);
       }
-      for (unsigned int i = 0; i < attributes.getLength(); ++i) {
-        element->insertAttribute(attributes.getName(i), attributes.getValue(i));
+      const unsigned int count = attributes.getLength();
+      if (count > 0) {
+        ValueTree::reserveAttributes(*element, count);
+        for (unsigned int i = 0; i < count; ++i) {
+          element->insertAttribute(attributes.getName(i), attributes.getValue(i));
+        }
       }
       open_.push_back(OpenElement{element, nullptr, nullptr});
     }

@@ -20,6 +20,11 @@ struct ValueTree {
   }
   static std::vector<Element*>& elements(const MultiElementValue& v) { return v.elements_; }
   static ValueBase*& value(Element& e) { return e.value_; }
+  // Makes room for count more attributes of e in one allocation.
+  static void reserveAttributes(Element& e, std::size_t count) {
+    if (e.attributes_ == nullptr) e.attributes_ = new AttributeVector;
+    e.attributes_->reserve(e.attributes_->size() + count);
+  }
   static const ValueBase* value(const Element& e) { return e.value_; }
   static MultiValue* newMulti(std::size_t capacity) { return new MultiValue(capacity); }
   static MultiElementValue* newElements(std::size_t capacity, int sortState) {
