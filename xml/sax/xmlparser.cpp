@@ -171,13 +171,40 @@ void XmlParser::parse(const unsigned char* bytes, unsigned long length) {
   parser_->parse(source);
 }
 
+namespace {
+
+// One step of a progressive parse. Once the parse is over (the step gave false or threw)
+// the scanner has let go of its input, and scanning again with the same token crashes or
+// throws inside the parser: the token is dropped, so that parseNext answers false until
+// the next parseFirst.
+template <class Scan>
+bool progress(xercesc::XMLPScanToken*& token, Scan scan) {
+  bool more = false;
+  try {
+    more = scan();
+  } catch (...) {
+    delete token;
+    token = nullptr;
+    throw;
+  }
+  if (!more) {
+    delete token;
+    token = nullptr;
+  }
+  return more;
+}
+
+}  // namespace
+
 bool XmlParser::parseFirst(const XmlInputSource& source) {
   const xercesc::InputSource& input = sourceOf(source);
   if (token_ == nullptr) token_ = new xercesc::XMLPScanToken();
-  return parser_->parseFirst(input, *token_);
+  return progress(token_, [&] { return parser_->parseFirst(input, *token_); });
 }
 
-bool XmlParser::parseNext() { return token_ != nullptr && parser_->parseNext(*token_); }
+bool XmlParser::parseNext() {
+  return token_ != nullptr && progress(token_, [this] { return parser_->parseNext(*token_); });
+}
 
 // ---------------------------------------------------------------------------------
 // The SAX handler
