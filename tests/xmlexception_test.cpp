@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -18,95 +17,62 @@
 
 namespace {
 
-using XmlException::ParserError;
-using XmlException::SystemError;
-using XmlException::ValidatorMissingException;
-using XmlException::XmlExceptionBase;
+using namespace XmlException;
 
-// The constructors and copies the three classes share.
+// For each class: UTF-16 messages in Windows-1252, copies and moves outliving the source, bases.
 template <class T>
-void checkSharedConstructorsAndCopies() {
-  EXPECT_STREQ("plain text\n", T(ACE_CString("plain text\n")).what());
-  EXPECT_STREQ("", T(ACE_CString("")).what());
-  // Windows-1252, "?" for what it lacks: U+0081 (undefined there), U+4E2D, a pair.
+void checkShared() {
   EXPECT_STREQ("caf\xE9 \x80\x9F ??? !",
                T(u"caf\u00E9 \u20AC\u0178 \u0081\u4E2D\U0001F600 !").what());
   EXPECT_STREQ("", T(static_cast<const XMLCh*>(nullptr)).what());
   EXPECT_EQ(std::string(513, '\xE9'), T(std::u16string(513, u'\u00E9').c_str()).what());
-
-  auto source = std::make_unique<T>(ACE_CString("first"));
-  const T copy(*source);
-  T assigned(ACE_CString("old"));
+  auto source = std::make_unique<T>(ACE_CString("first\n"));
+  T copy(*source), assigned(ACE_CString("old")), moveAssigned(u"old");
   assigned = *source;
+  moveAssigned = T(u"moved");
+  const T moved(std::move(*source));
   source.reset();
-  EXPECT_STREQ("first", copy.what());
-  EXPECT_STREQ("first", assigned.what());
-
-  EXPECT_THROW_WHAT(throw T(ACE_CString("caught as base")), XmlExceptionBase, "caught as base");
-  EXPECT_THROW_WHAT(throw T(u"caught as std"), std::exception, "caught as std");
+  EXPECT_EQ("first\n first\n first\n moved", std::string(copy.what()) + " " + assigned.what() +
+                                                 " " + moved.what() + " " + moveAssigned.what());
+  EXPECT_THROW_WHAT(throw T(ACE_CString("as base")), XmlExceptionBase, "as base");
+  EXPECT_THROW_WHAT(throw T(u"as std"), std::exception, "as std");
 }
 
-// Message constructors of every class, copies outliving their source, catching as bases.
-TEST(ParserError, SharedConstructorsAndCopies) { checkSharedConstructorsAndCopies<ParserError>(); }
-TEST(SystemError, SharedConstructorsAndCopies) { checkSharedConstructorsAndCopies<SystemError>(); }
-TEST(ValidatorMissingException, SharedConstructorsAndCopies) {
-  checkSharedConstructorsAndCopies<ValidatorMissingException>();
+// Messages and copies; the position message, converted to Windows-1252, null parts empty.
+TEST(ParserError, MessagesCopiesAndPosition) {
+  checkShared<ParserError>();
+  EXPECT_STREQ("\nError at file d\xE9j\xE0.xml, line 3, char 14\n  Message: End \x80 ?\n",
+               ParserError(u"d\u00E9j\u00E0.xml", 3, 14, u"End \u20AC \u4E2D").what());
+  EXPECT_EQ("\nError at file , line " + std::to_string(ULONG_MAX) + ", char 0\n  Message: \n",
+            std::string(ParserError(nullptr, ULONG_MAX, 0, nullptr).what()));
 }
 
-// Moving copies the message.
-TEST(ValidatorMissingException, MoveKeepsTheMessage) {
-  ValidatorMissingException source(ACE_CString("no validator"));
-  const ValidatorMissingException moved(std::move(source));
-  ValidatorMissingException assigned(ACE_CString("old"));
-  assigned = ValidatorMissingException(u"no schema");
-  EXPECT_STREQ("no validator", moved.what());
-  EXPECT_STREQ("no schema", assigned.what());
+// Messages and copies; the operation message renders errno as it was at construction.
+TEST(SystemError, MessagesCopiesAndErrno) {
+  checkShared<SystemError>();
+  errno = ENOENT;
+  const SystemError missing{ACE_CString("open"), ACE_CString("a.xml")};
+  errno = 12345;
+  const SystemError unknown{ACE_CString("read"), ACE_CString("")};
+  EXPECT_STREQ("open: a.xml failed: No such file or directory.\n", missing.what());
+  EXPECT_STREQ("read:  failed: Unknown error 12345.\n", unknown.what());
 }
 
-// The position constructor: system id, line, column and message, converted to Windows-1252.
-TEST(ParserError, PositionMessage) {
-  EXPECT_STREQ(
-      "\nError at file file:///a.xml, line 3, char 14\n  Message: Expected end of tag 'b'\n",
-      ParserError(u"file:///a.xml", 3, 14, u"Expected end of tag 'b'").what());
-  EXPECT_STREQ("\nError at file , line 0, char 0\n  Message: \n",
-               ParserError(nullptr, 0, 0, nullptr).what());
-  EXPECT_EQ("\nError at file d\xE9j\xE0.xml, line " + std::to_string(ULONG_MAX) +
-                ", char 1\n  Message: \x80 ?\n",
-            std::string(ParserError(u"d\u00E9j\u00E0.xml", ULONG_MAX, 1, u"\u20AC \u4E2D").what()));
-}
+// Message constructors, copies and moves, catching as bases.
+TEST(ValidatorMissingException, MessagesAndCopies) { checkShared<ValidatorMissingException>(); }
 
-// The operation constructor takes errno at construction and renders it with its system text.
-TEST(SystemError, OperationMessageFromErrno) {
-  const struct { int error; const char *operation, *subject, *expected; } cases[] = {
-      {ENOENT, "open", "a.xml", "open: a.xml failed: No such file or directory.\n"},
-      {EACCES, "stat", "", "stat:  failed: Permission denied.\n"},
-      {0, "", "x", ": x failed: Success.\n"},
-      {12345, "read", "b c", "read: b c failed: Unknown error 12345.\n"},
-  };
-  for (const auto& c : cases) {
-    errno = c.error;
-    const SystemError error{ACE_CString(c.operation), ACE_CString(c.subject)};
-    errno = EINTR;
-    EXPECT_STREQ(c.expected, error.what()) << c.error;
-  }
-}
-
-bool runtimeRunning() { return xercesc::XMLPlatformUtils::fgMemoryManager != nullptr; }
-
-// In a child: load and two initializes start once, so one finalize stops it for good.
+// In a child: load and a second initialize start once, so one finalize stops it for good.
 TEST(XmlDeathTest, InitializeOnceFinalizeForGood) {
-  ASSERT_TRUE(runtimeRunning());
-  EXPECT_EXIT(
-      {
-        Xml::initialize();
-        Xml::initialize();
-        Xml::finalize();
-        const bool stopped = !runtimeRunning();
-        Xml::initialize();
-        std::fprintf(stderr, "stopped: %d, restarted: %d\n", stopped, runtimeRunning());
-        std::_Exit(0);
-      },
-      ::testing::ExitedWithCode(0), "stopped: 1, restarted: 0");
+  const auto running = [] { return xercesc::XMLPlatformUtils::fgMemoryManager != nullptr; };
+  ASSERT_TRUE(running());
+  const auto child = [&] {
+    Xml::initialize();
+    Xml::finalize();
+    if (running()) std::_Exit(1);  // not stopped
+    Xml::initialize();
+    std::_Exit(running() ? 2 : 0);  // 2: restarted
+  };
+  EXPECT_EXIT(child(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
