@@ -1,4 +1,5 @@
-// bench/corpus.h: locating and loading the benchmark corpus.
+// bench/corpus.h: locating and loading the benchmark corpus; reading the process's
+// memory figures.
 //
 // The corpus is made by shared/corpus/gen_corpus.py. The benchmarks look for it in the
 // directory named by CORVANE_XML_CORPUS, else in the build tree's corpus/ directory,
@@ -8,6 +9,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -29,6 +31,17 @@ inline std::string readCorpus(const std::string& file) {
                              " (build the `corpus` target or set CORVANE_XML_CORPUS)");
   }
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A field of /proc/self/status in kB ("VmRSS:", "VmHWM:"), or 0.
+inline long statusKb(const char* field) {
+  std::ifstream in("/proc/self/status");
+  std::string line;
+  const std::size_t n = std::strlen(field);
+  while (std::getline(in, line)) {
+    if (line.compare(0, n, field) == 0) return std::stol(line.substr(n + 1));
+  }
+  return 0;
 }
 
 }  // namespace bench

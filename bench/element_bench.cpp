@@ -17,6 +17,7 @@
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>
 
+#include "bench/corpus.h"
 #include "xml/corvane_xml.h"
 
 namespace {
@@ -142,16 +143,6 @@ constexpr int kLeavesPerNode = 9;  // 100,000 nodes of 9 leaves: 1,000,000 eleme
 const char* const kLeafKeys[kLeavesPerNode] = {
     "Modality", "Number", "Date", "Time", "Description", "BodyPart", "Protocol", "Count", "Uid"};
 
-long statusKb(const char* field) {
-  std::ifstream in("/proc/self/status");
-  std::string line;
-  const std::size_t n = std::strlen(field);
-  while (std::getline(in, line)) {
-    if (line.compare(0, n, field) == 0) return std::stol(line.substr(n + 1));
-  }
-  return 0;
-}
-
 // Resets the peak resident size to the current one, so that the peak measured after
 // a build belongs to that build.
 // Freed heap is first handed back to the system, or a build would reuse it without
@@ -177,13 +168,13 @@ void measureBuild(benchmark::State& state, Build build) {
   for (auto _ : state) {
     state.PauseTiming();
     resetPeakRss();
-    const long before = statusKb("VmRSS:");
+    const long before = bench::statusKb("VmRSS:");
     const double heapBefore = heapInUse();
     state.ResumeTiming();
     {
       auto tree = build();
       state.PauseTiming();
-      rssPerElement = (statusKb("VmHWM:") - before) * 1024.0 / kTreeElements;
+      rssPerElement = (bench::statusKb("VmHWM:") - before) * 1024.0 / kTreeElements;
       heapPerElement = (heapInUse() - heapBefore) / kTreeElements;
       state.ResumeTiming();
     }  // destruction is timed too

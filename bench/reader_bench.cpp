@@ -70,16 +70,6 @@ void BM_BuildEmptyCallbacks(benchmark::State& state) {
 }
 BENCHMARK(BM_BuildEmptyCallbacks)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);
 
-long statusKb(const char* field) {
-  std::ifstream in("/proc/self/status");
-  std::string line;
-  const std::size_t n = std::strlen(field);
-  while (std::getline(in, line)) {
-    if (line.compare(0, n, field) == 0) return std::stol(line.substr(n + 1));
-  }
-  return 0;
-}
-
 // The time of reading; destroying the tree afterwards (the caller's business) is not
 // counted.
 void BM_StreamIn(benchmark::State& state) {
@@ -105,7 +95,7 @@ void BM_StreamIn_PeakMemory(benchmark::State& state) {
   double peakPerByte = 0;
   for (auto _ : state) {
     malloc_trim(0);
-    const long before = statusKb("VmRSS:");
+    const long before = bench::statusKb("VmRSS:");
     {
       std::ofstream clear("/proc/self/clear_refs");
       clear << "5";
@@ -113,7 +103,7 @@ void BM_StreamIn_PeakMemory(benchmark::State& state) {
     InputMemStream in(bytes.data(), static_cast<unsigned int>(bytes.size()));
     QVS::Element root;
     QVS::XmlUtils::streamIn(in, root, "bench");
-    peakPerByte = (statusKb("VmHWM:") - before) * 1024.0 / static_cast<double>(bytes.size());
+    peakPerByte = (bench::statusKb("VmHWM:") - before) * 1024.0 / static_cast<double>(bytes.size());
   }
   state.counters["peak_bytes_per_doc_byte"] = peakPerByte;
 }
