@@ -19,8 +19,13 @@ namespace {
   throw std::out_of_range(std::string(who) + ": " + why);
 }
 
-unsigned int digits(char (&buffer)[kIntegerBuffer], std::uint32_t magnitude, bool minus,
-                    unsigned int radix, const char* who) {
+// Integer texts have at most 15 characters, sign included.
+constexpr unsigned int kIntegerLimit = 15;
+// Floating-point texts have at most 23.
+constexpr unsigned int kFloatLimit = 23;
+
+unsigned int digits(char* buffer, std::uint32_t magnitude, bool minus, unsigned int radix,
+                    const char* who) {
   if (radix < 2 || radix > 36) refuse(who, "radix " + std::to_string(radix) + " is outside 2 to 36");
   char reversed[33];
   unsigned int n = 0;
@@ -30,7 +35,7 @@ unsigned int digits(char (&buffer)[kIntegerBuffer], std::uint32_t magnitude, boo
     magnitude /= radix;
   } while (magnitude != 0);
   const unsigned int length = n + (minus ? 1u : 0u);
-  if (length > kIntegerBuffer - 1) {
+  if (length > kIntegerLimit) {
     refuse(who, "the number needs " + std::to_string(length) + " characters in radix " +
                     std::to_string(radix) + ", more than 15");
   }
@@ -43,32 +48,37 @@ unsigned int digits(char (&buffer)[kIntegerBuffer], std::uint32_t magnitude, boo
 
 }  // namespace
 
-unsigned int signedText(char (&buffer)[kIntegerBuffer], long long value, unsigned int radix,
-                        const char* who) {
+NumberText NumberText::ofSigned(long long value, unsigned int radix, const char* who) {
   if (value < INT32_MIN || value > INT32_MAX) {
     refuse(who, std::to_string(value) + " is outside the 32-bit range");
   }
   const std::int32_t v = static_cast<std::int32_t>(value);
+  NumberText n;
   // A "-" only in radix 10; other radices show the two's complement bits.
   if (radix == 10 && v < 0) {
-    return digits(buffer, static_cast<std::uint32_t>(-static_cast<std::int64_t>(v)), true, radix,
-                  who);
+    n.length = digits(n.text, static_cast<std::uint32_t>(-static_cast<std::int64_t>(v)), true,
+                      radix, who);
+  } else {
+    n.length = digits(n.text, static_cast<std::uint32_t>(v), false, radix, who);
   }
-  return digits(buffer, static_cast<std::uint32_t>(v), false, radix, who);
+  return n;
 }
 
-unsigned int unsignedText(char (&buffer)[kIntegerBuffer], unsigned long long value,
-                          unsigned int radix, const char* who) {
+NumberText NumberText::ofUnsigned(unsigned long long value, unsigned int radix, const char* who) {
   if (value > UINT32_MAX) refuse(who, std::to_string(value) + " is outside the 32-bit range");
-  return digits(buffer, static_cast<std::uint32_t>(value), false, radix, who);
+  NumberText n;
+  n.length = digits(n.text, static_cast<std::uint32_t>(value), false, radix, who);
+  return n;
 }
 
-unsigned int floatText(char (&buffer)[kFloatBuffer], double value, const char* who) {
+NumberText NumberText::ofFloat(double value, const char* who) {
+  NumberText n;
   const std::to_chars_result r =
-      std::to_chars(buffer, buffer + kFloatBuffer - 1, value, std::chars_format::fixed, 6);
+      std::to_chars(n.text, n.text + kFloatLimit, value, std::chars_format::fixed, 6);
   if (r.ec != std::errc()) refuse(who, "the number's text is longer than 23 characters");
   *r.ptr = '\0';
-  return static_cast<unsigned int>(r.ptr - buffer);
+  n.length = static_cast<unsigned int>(r.ptr - n.text);
+  return n;
 }
 
 }  // namespace corvane_xml_detail

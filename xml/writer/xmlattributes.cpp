@@ -76,40 +76,30 @@ namespace {
 constexpr const char* kPush = "XmlAttributes::push";
 }
 
+using corvane_xml_detail::NumberText;
+
 void XmlAttributes::push(const char* name, const char* type, int value, unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  corvane_xml_detail::signedText(text, value, radix, kPush);
-  push(name, type, text);
+  push(name, type, NumberText::ofSigned(value, radix, kPush).text);
 }
 
 void XmlAttributes::push(const char* name, const char* type, unsigned int value,
                          unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  corvane_xml_detail::unsignedText(text, value, radix, kPush);
-  push(name, type, text);
+  push(name, type, NumberText::ofUnsigned(value, radix, kPush).text);
 }
 
 void XmlAttributes::push(const char* name, const char* type, long value, unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  corvane_xml_detail::signedText(text, value, radix, kPush);
-  push(name, type, text);
+  push(name, type, NumberText::ofSigned(value, radix, kPush).text);
 }
 
 void XmlAttributes::push(const char* name, const char* type, unsigned long value,
                          unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  corvane_xml_detail::unsignedText(text, value, radix, kPush);
-  push(name, type, text);
+  push(name, type, NumberText::ofUnsigned(value, radix, kPush).text);
 }
 
 void XmlAttributes::push(const char* name, const char* type, float value) {
-  char text[corvane_xml_detail::kFloatBuffer];
-  corvane_xml_detail::floatText(text, static_cast<double>(value), kPush);
-  push(name, type, text);
+  push(name, type, NumberText::ofFloat(static_cast<double>(value), kPush).text);
 }
 
 void XmlAttributes::push(const char* name, const char* type, double value) {
-  char text[corvane_xml_detail::kFloatBuffer];
-  corvane_xml_detail::floatText(text, value, kPush);
-  push(name, type, text);
+  push(name, type, NumberText::ofFloat(value, kPush).text);
 }

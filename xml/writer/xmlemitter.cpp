@@ -109,37 +109,38 @@ void XmlEmitter::numberElement(const char* name, const char* text, unsigned int 
   corvane_xml_detail::piece(out_, text, length);
 }
 
-// The number text is made before anything is written, so that a number outside the
+using corvane_xml_detail::NumberText;
+
+// Each number text is made before anything is written, so that a number outside the
 // limits writes nothing.
 void XmlEmitter::startElement(const char* const name, int value, unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  numberElement(name, text, corvane_xml_detail::signedText(text, value, radix, kStartElement));
+  const NumberText n = NumberText::ofSigned(value, radix, kStartElement);
+  numberElement(name, n.text, n.length);
 }
 
 void XmlEmitter::startElement(const char* const name, unsigned int value, unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  numberElement(name, text, corvane_xml_detail::unsignedText(text, value, radix, kStartElement));
+  const NumberText n = NumberText::ofUnsigned(value, radix, kStartElement);
+  numberElement(name, n.text, n.length);
 }
 
 void XmlEmitter::startElement(const char* const name, long value, unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  numberElement(name, text, corvane_xml_detail::signedText(text, value, radix, kStartElement));
+  const NumberText n = NumberText::ofSigned(value, radix, kStartElement);
+  numberElement(name, n.text, n.length);
 }
 
 void XmlEmitter::startElement(const char* const name, unsigned long value, unsigned int radix) {
-  char text[corvane_xml_detail::kIntegerBuffer];
-  numberElement(name, text, corvane_xml_detail::unsignedText(text, value, radix, kStartElement));
+  const NumberText n = NumberText::ofUnsigned(value, radix, kStartElement);
+  numberElement(name, n.text, n.length);
 }
 
 void XmlEmitter::startElement(const char* const name, float value) {
-  char text[corvane_xml_detail::kFloatBuffer];
-  numberElement(name, text,
-                corvane_xml_detail::floatText(text, static_cast<double>(value), kStartElement));
+  const NumberText n = NumberText::ofFloat(static_cast<double>(value), kStartElement);
+  numberElement(name, n.text, n.length);
 }
 
 void XmlEmitter::startElement(const char* const name, double value) {
-  char text[corvane_xml_detail::kFloatBuffer];
-  numberElement(name, text, corvane_xml_detail::floatText(text, value, kStartElement));
+  const NumberText n = NumberText::ofFloat(value, kStartElement);
+  numberElement(name, n.text, n.length);
 }
 
 void XmlEmitter::addValue(const char* const text) {

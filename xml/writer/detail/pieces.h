@@ -87,15 +87,20 @@ __attribute__((always_inline)) inline std::size_t escaped(Sink<Stream>& sink, co
   return std::strlen(text);
 }
 
-// Number texts; see xml/writer/xmlemitter.h. who names the operation in the
-// std::out_of_range message for a number outside the limits.
-constexpr std::size_t kIntegerBuffer = 16;
-constexpr std::size_t kFloatBuffer = 24;
-unsigned int signedText(char (&buffer)[kIntegerBuffer], long long value, unsigned int radix,
-                        const char* who);
-unsigned int unsignedText(char (&buffer)[kIntegerBuffer], unsigned long long value,
-                          unsigned int radix, const char* who);
-unsigned int floatText(char (&buffer)[kFloatBuffer], double value, const char* who);
+// The text of a number, as XmlAttributes::push and XmlEmitter::startElement write it
+// (see xml/writer/xmlemitter.h). Made before anything is appended or written, so that a
+// number outside the limits (std::out_of_range, naming the operation who) changes nothing.
+struct NumberText {
+  char text[24];
+  unsigned int length;
+
+  // A value of int or long: 32-bit signed meaning.
+  static NumberText ofSigned(long long value, unsigned int radix, const char* who);
+  // A value of unsigned int or unsigned long: 32-bit unsigned meaning.
+  static NumberText ofUnsigned(unsigned long long value, unsigned int radix, const char* who);
+  // A float (widened) or double, as "%f" writes it in the "C" locale.
+  static NumberText ofFloat(double value, const char* who);
+};
 
 }  // namespace corvane_xml_detail
 
