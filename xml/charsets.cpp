@@ -158,14 +158,6 @@ std::size_t decodeUtf8(const unsigned char* s, std::size_t n, char32_t& c) {
 
 namespace corvane_xml_detail {
 
-char* ConvertWideCharToAnsiCopy(const XMLCh* text) {
-  if (text == nullptr) return nullptr;
-  const std::size_t n = wideLength(text);
-  char* out = new char[n + 1];
-  out[toAnsi(text, n, out, false)] = '\0';
-  return out;
-}
-
 namespace {
 
 void intoString(const XMLCh* text, ACE_CString& out, bool lowBytes) {

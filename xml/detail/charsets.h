@@ -9,13 +9,9 @@
 
 namespace corvane_xml_detail {
 
-// A new zero-terminated Windows-1252 text (allocated with new[], the caller frees it with
-// delete[]) of the zero-terminated UTF-16 text; "?" for characters the code page lacks.
-// Null gives null.
-char* ConvertWideCharToAnsiCopy(const XMLCh* text);
-
-// Sets out to the Windows-1252 text of the zero-terminated UTF-16 text, as
-// ConvertWideCharToAnsiCopy converts it, reusing out's buffer.
+// Sets out to the Windows-1252 text of the zero-terminated UTF-16 text, "?" for the
+// characters the code page lacks, reusing out's buffer: the one conversion of names, keys
+// and exception texts that arrive in UTF-16. Null gives "".
 void wideToAnsi(const XMLCh* text, ACE_CString& out);
 
 // As ConvertWideCharToAnsi converts it (low bytes kept for characters the code page
