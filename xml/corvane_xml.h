@@ -2,8 +2,9 @@
 //
 // Link corvane::xml (CMake) or `pkg-config --libs corvane_xml`, include this header,
 // and every family is available: the common types (streams, dates, Base64, owning
-// pointer), XML escaping, the attribute list and streaming writer, and the QVS element
-// tree with its XML form.
+// pointer), XML escaping and text conversions, the attribute list and streaming writer,
+// the QVS element tree with its XML form, the SAX reading framework, study documents and
+// hard-delete records.
 #ifndef CORVANE_XML_CORVANE_XML_H
 #define CORVANE_XML_CORVANE_XML_H
 
@@ -12,6 +13,8 @@
 #include "xml/qvs/element.h"
 #include "xml/qvs/xmlutils.h"
 #include "xml/sax/xmlparser.h"
+#include "xml/study/harddelete.h"
+#include "xml/study/xmlbuilder.h"
 #include "xml/writer/xmlemitter.h"
 #include "xml/xml.h"
 #include "xml/xmlexception.h"

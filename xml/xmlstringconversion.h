@@ -4,9 +4,10 @@
 // attribute values; ConvertXmlStringToString undoes the library's own escapes. The
 // Convert...To... functions move text between UTF-8, UTF-16 (XMLCh, what the parser hands
 // out) and the system code page, which is Windows-1252 (characters it lacks become "?");
-// two more carry binary data as Base64 text. Functions that fill an owning pointer put a
-// new buffer into it (freeing the one it held) that the caller then owns. The functions
-// keep no state and may run on several threads at once.
+// two more carry binary data as Base64 text; LocalTimeToXMLDateTime writes XML date-time
+// text. Functions that fill an owning pointer put a new buffer into it (freeing the one
+// it held) that the caller then owns. The functions keep no state and may run on several
+// threads at once.
 #ifndef CORVANE_XML_XMLSTRINGCONVERSION_H
 #define CORVANE_XML_XMLSTRINGCONVERSION_H
 
@@ -75,5 +76,14 @@ CORVANE_XML_API void ConvertBinToXmlString(const char* data, unsigned int count,
 CORVANE_XML_API void ConvertXmlStringToBin(const ACE_CString& text,
                                            Corvane::auto_ptr<char, Corvane::ArrayDelete<char>>& out,
                                            unsigned int& count);
+
+// The local date-time as XML date-time text, "YYYY-MM-DDTHH:MM:SS", followed when withZone
+// is set by the machine's current offset from universal time, "+HH:MM" or "-HH:MM" (east
+// of Greenwich is plus; the offset of today, whatever the date written). An invalid time
+// part is written as midnight. An invalid date part, or a zone offset the C library
+// cannot tell when one is asked for, gives an empty text.
+//   7 March 2009 14:05:09 in UTC+05:30 -> "2009-03-07T14:05:09+05:30"
+// The readers of Xml (xml/xml.h) take other forms; this text is not one of them.
+CORVANE_XML_API ACE_CString LocalTimeToXMLDateTime(BDateTime dateTime, bool withZone);
 
 #endif  // CORVANE_XML_XMLSTRINGCONVERSION_H

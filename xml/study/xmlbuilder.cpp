@@ -1,0 +1,414 @@
+// xml/study/xmlbuilder.cpp: the study document builder and its SAX handler.
+//
+// The handler reads Xerces' attribute list in place: each tagged value is classified in
+// one pass over its attributes, and only the values a callback receives are converted,
+// once, straight into the type the callback takes.
+#include "xml/study/xmlbuilder.h"
+
+#include <cstdint>
+#include <string>
+
+#include <ace/Log_Msg.h>
+#include <xercesc/sax/AttributeList.hpp>
+#include <xercesc/sax/SAXException.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+
+#include "xml/detail/charsets.h"
+#include "xml/detail/log.h"
+#include "xml/xmlexception.h"
+
+using corvane_xml_detail::logField;
+using corvane_xml_detail::logText;
+using corvane_xml_detail::wideToAnsi;
+
+// ---------------------------------------------------------------------------------
+// XmlBuilder
+
+XmlBuilder::XmlBuilder(XmlInputSource& input, Xml::Type (*getType)(unsigned long),
+                       const XmlEntityDirectory* directory)
+    : input_(input), directory_(directory), getType_(getType), incomplete_(false) {}
+
+XmlBuilder::~XmlBuilder() = default;
+
+constexpr long XmlBuilder::MaxValueCount;
+
+void XmlBuilder::build() {
+  if (getType_ == nullptr) {
+    throw XmlException::SystemError(ACE_CString("XmlBuilder::build InvalidGetCallback"));
+  }
+  XmlStudyHandler handler(this);
+  XmlEntityResolver resolver(directory_);
+  XmlParser parser;
+  parser.setDocumentHandler(handler);
+  parser.setErrorHandler(handler);
+  if (directory_ != nullptr) parser.setEntityResolver(resolver);
+  try {
+    parser.parse(input_);
+  } catch (const xercesc::SAXException& e) {
+    logText(LM_CRITICAL, __LINE__, 0, "XmlBuilder: Sax parser error.\n");
+    throw XmlException::ParserError(e.getMessage());
+  }
+  if (incomplete_) throw XmlException::ParserError(ACE_CString("Parsing was incomplete"));
+}
+
+void XmlBuilder::studyDocVersion(const ACE_CString&) {}
+void XmlBuilder::startStudy(const ACE_CString&, unsigned long) {}
+void XmlBuilder::startSeries(const ACE_CString&, unsigned long) {}
+void XmlBuilder::startImageTemplate(unsigned long) {}
+void XmlBuilder::endImageTemplate() {}
+void XmlBuilder::startImageDelta(const ACE_CString&) {}
+void XmlBuilder::endImageDelta() {}
+void XmlBuilder::startStudyDelta(const XMLCh*, const ACE_CString&) {}
+void XmlBuilder::startSeriesDelta(const ACE_CString&, const XMLCh*, const ACE_CString&) {}
+void XmlBuilder::startElement(unsigned long, const std::vector<XMLCh*>&, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, const XMLCh*, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, const std::vector<float>&, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, float, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, const std::vector<unsigned long>&,
+                              const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, unsigned long, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, const std::vector<long>&, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, long, const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, const std::vector<ACE_CString>&,
+                              const Xml::Operation&) {}
+void XmlBuilder::startElement(unsigned long, const ACE_CString&, const Xml::Operation&) {}
+void XmlBuilder::startBinElement(unsigned long, const std::vector<ACE_CString>&,
+                                 const Xml::Operation&) {}
+void XmlBuilder::startBinElement(unsigned long, const ACE_CString&, const Xml::Operation&) {}
+void XmlBuilder::startSequence(unsigned long, const Xml::Operation&) {}
+void XmlBuilder::endSequence() {}
+void XmlBuilder::startSequenceValue() {}
+void XmlBuilder::endSequenceValue() {}
+
+void XmlBuilder::entityDirectory(const XmlEntityDirectory* directory) { directory_ = directory; }
+void XmlBuilder::getTypeCallback(Xml::Type (*getType)(unsigned long)) { getType_ = getType; }
+Xml::Type (*XmlBuilder::getTypeCallback() const)(unsigned long) { return getType_; }
+void XmlBuilder::parsingIncomplete() { incomplete_ = true; }
+bool XmlBuilder::isParsingIncomplete() const { return incomplete_; }
+
+// ---------------------------------------------------------------------------------
+// XmlStudyHandler
+
+namespace {
+
+const XMLCh kEmpty[] = {0};
+
+bool same(const XMLCh* a, const XMLCh* b) {
+  while (*a == *b) {
+    if (*a == 0) return true;
+    ++a;
+    ++b;
+  }
+  return false;
+}
+
+bool startsWithVal(const XMLCh* name) {
+  return name[0] == u'v' && name[1] == u'a' && name[2] == u'l';
+}
+
+// The value of the named attribute, or null.
+const XMLCh* attribute(xercesc::AttributeList& attributes, const XMLCh* name) {
+  const XMLSize_t n = attributes.getLength();
+  for (XMLSize_t i = 0; i < n; ++i) {
+    if (same(attributes.getName(i), name)) return attributes.getValue(i);
+  }
+  return nullptr;
+}
+
+ACE_CString narrow(const XMLCh* text) {
+  ACE_CString out;
+  if (text != nullptr) wideToAnsi(text, out);
+  return out;
+}
+
+// A count attribute: xmlChToLong's value, kept as the 32-bit number it is.
+unsigned long countOf(const XMLCh* text) {
+  return static_cast<std::uint32_t>(XmlConversion::xmlChToLong(text));
+}
+
+// "tag": hexadecimal digits after optional blanks and an optional "0x", up to the first
+// other character, as an unsigned 32-bit number (saturating); no digits give 0.
+unsigned long tagOf(const XMLCh* text) {
+  if (text == nullptr) return 0;
+  while (*text == u' ' || *text == u'\t' || *text == u'\r' || *text == u'\n') ++text;
+  if (text[0] == u'0' && (text[1] == u'x' || text[1] == u'X')) text += 2;
+  std::uint64_t value = 0;
+  for (;; ++text) {
+    unsigned digit;
+    const XMLCh c = *text;
+    if (c >= u'0' && c <= u'9') {
+      digit = c - u'0';
+    } else if (c >= u'a' && c <= u'f') {
+      digit = c - u'a' + 10;
+    } else if (c >= u'A' && c <= u'F') {
+      digit = c - u'A' + 10;
+    } else {
+      break;
+    }
+    value = value * 16 + digit;
+    if (value > UINT32_MAX) value = UINT32_MAX + std::uint64_t{1};  // stays saturated
+  }
+  return value > UINT32_MAX ? UINT32_MAX : static_cast<unsigned long>(value);
+}
+
+Xml::Operation operationOf(const XMLCh* op) {
+  return static_cast<Xml::Operation>(Xml::OpToWeight(op));
+}
+
+// The attributes of one tagged value ("element", "diff", "binary", "binDiff").
+struct TaggedValue {
+  const XMLCh* tag = nullptr;
+  const XMLCh* count = nullptr;
+  const XMLCh* op = nullptr;
+  const XMLCh* val = nullptr;
+  bool numbered = false;  // some attribute is named "val" and digits
+};
+
+// The number n of an attribute named "val<n>" with n written as a decimal without
+// leading zeros, or 0 for any other name.
+std::uint64_t valueNumber(const XMLCh* name) {
+  if (!startsWithVal(name) || name[3] < u'1' || name[3] > u'9') return 0;
+  std::uint64_t n = 0;
+  for (const XMLCh* p = name + 3; *p != 0; ++p) {
+    if (*p < u'0' || *p > u'9' || n > UINT32_MAX) return 0;
+    n = n * 10 + (*p - u'0');
+  }
+  return n;
+}
+
+TaggedValue readTaggedValue(xercesc::AttributeList& attributes) {
+  TaggedValue entry;
+  const XMLSize_t n = attributes.getLength();
+  for (XMLSize_t i = 0; i < n; ++i) {
+    const XMLCh* name = attributes.getName(i);
+    const XMLCh** slot = nullptr;
+    if (same(name, u"tag")) {
+      slot = &entry.tag;
+    } else if (same(name, u"nbE")) {
+      slot = &entry.count;
+    } else if (same(name, u"op")) {
+      slot = &entry.op;
+    } else if (startsWithVal(name)) {
+      if (name[3] == 0) {
+        slot = &entry.val;
+      } else {
+        entry.numbered = true;
+      }
+    }
+    // The first of two equal names counts, as a lookup by name would find it.
+    if (slot != nullptr && *slot == nullptr) *slot = attributes.getValue(i);
+  }
+  return entry;
+}
+
+// The texts of "val1" to "val<count>" in order, null where absent. Small counts use the
+// caller's buffer.
+class NumberedValues {
+ public:
+  NumberedValues(xercesc::AttributeList& attributes, bool any, std::size_t count)
+      : count_(count), texts_(count <= kInline ? inline_ : nullptr) {
+    if (texts_ == nullptr) {
+      heap_.assign(count, nullptr);
+      texts_ = heap_.data();
+    } else {
+      for (std::size_t i = 0; i < count; ++i) texts_[i] = nullptr;
+    }
+    if (!any) return;
+    const XMLSize_t n = attributes.getLength();
+    for (XMLSize_t i = 0; i < n; ++i) {
+      const std::uint64_t number = valueNumber(attributes.getName(i));
+      if (number != 0 && number <= count && texts_[number - 1] == nullptr) {
+        texts_[number - 1] = attributes.getValue(i);
+      }
+    }
+  }
+  NumberedValues(const NumberedValues&) = delete;
+  NumberedValues& operator=(const NumberedValues&) = delete;
+
+  std::size_t size() const { return count_; }
+  const XMLCh* operator[](std::size_t i) const { return texts_[i]; }
+
+ private:
+  static constexpr std::size_t kInline = 64;
+  std::size_t count_;
+  const XMLCh* inline_[kInline];
+  std::vector<const XMLCh*> heap_;
+  const XMLCh** texts_;
+};
+
+void logTooMany(const TaggedValue& entry, long count) {
+  logText(LM_WARNING, __LINE__, 0,
+          "XmlStudyHandler::startElement: value count " + std::to_string(count) + " of tag " +
+              logField(entry.tag) + " is above " + std::to_string(XmlBuilder::MaxValueCount) +
+              "; entry skipped.\n");
+}
+
+// The number of values of a tagged value: "nbE", 1 when absent, 0 when negative.
+long valueCount(const TaggedValue& entry) {
+  if (entry.count == nullptr) return 1;
+  const long count = XmlConversion::xmlChToLong(entry.count);
+  return count < 0 ? 0 : count;
+}
+
+template <class T, class Convert>
+std::vector<T> convertAll(const NumberedValues& texts, Convert convert) {
+  std::vector<T> values;
+  values.reserve(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) values.push_back(convert(texts[i]));
+  return values;
+}
+
+void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta) {
+  const TaggedValue entry = readTaggedValue(attributes);
+  const unsigned long tag = tagOf(entry.tag);
+  const long count = valueCount(entry);
+  const Xml::Operation op = delta ? operationOf(entry.op) : Xml::PlusOp;
+  Xml::Type (*getType)(unsigned long) = builder.getTypeCallback();
+  const Xml::Type type = getType != nullptr ? getType(tag) : Xml::Type(0);
+  if (type < Xml::StringType || type > Xml::FloatType) return;
+
+  if (count == 1) {
+    const XMLCh* text = entry.val;
+    switch (type) {
+      case Xml::StringType:
+        builder.startElement(tag, narrow(text), op);
+        break;
+      case Xml::WideStringType:
+        builder.startElement(tag, text != nullptr ? text : kEmpty, op);
+        break;
+      case Xml::LongType:
+        builder.startElement(tag, XmlConversion::xmlChToLong(text != nullptr ? text : kEmpty), op);
+        break;
+      case Xml::ULongType:
+        builder.startElement(tag, XmlConversion::xmlChToULong(text != nullptr ? text : kEmpty),
+                             op);
+        break;
+      case Xml::FloatType:
+        builder.startElement(tag, XmlConversion::xmlChToFloat(text != nullptr ? text : kEmpty),
+                             op);
+        break;
+    }
+    return;
+  }
+  if (count > XmlBuilder::MaxValueCount) {
+    logTooMany(entry, count);
+    return;
+  }
+  const NumberedValues texts(attributes, entry.numbered, static_cast<std::size_t>(count));
+  switch (type) {
+    case Xml::StringType:
+      builder.startElement(tag, convertAll<ACE_CString>(texts, narrow), op);
+      break;
+    case Xml::WideStringType:
+      builder.startElement(
+          tag, convertAll<XMLCh*>(texts, [](const XMLCh* t) { return const_cast<XMLCh*>(t); }),
+          op);
+      break;
+    case Xml::LongType:
+      builder.startElement(tag, convertAll<long>(texts, XmlConversion::xmlChToLong), op);
+      break;
+    case Xml::ULongType:
+      builder.startElement(tag, convertAll<unsigned long>(texts, XmlConversion::xmlChToULong), op);
+      break;
+    case Xml::FloatType:
+      builder.startElement(tag, convertAll<float>(texts, XmlConversion::xmlChToFloat), op);
+      break;
+  }
+}
+
+void binary(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta) {
+  const TaggedValue entry = readTaggedValue(attributes);
+  const unsigned long tag = tagOf(entry.tag);
+  const long count = valueCount(entry);
+  const Xml::Operation op = delta ? operationOf(entry.op) : Xml::PlusOp;
+  if (count == 1) {
+    builder.startBinElement(tag, narrow(entry.val), op);
+    return;
+  }
+  if (count > XmlBuilder::MaxValueCount) {
+    logTooMany(entry, count);
+    return;
+  }
+  const NumberedValues texts(attributes, entry.numbered, static_cast<std::size_t>(count));
+  builder.startBinElement(tag, convertAll<ACE_CString>(texts, narrow), op);
+}
+
+// "\nWarning at file <system id>, line <n>, char <n>\n  Message: <message>": the text of
+// the warning and error lines.
+std::string located(const xercesc::SAXParseException& e) {
+  return "\nWarning at file " + logField(e.getSystemId()) + ", line " +
+         std::to_string(e.getLineNumber()) + ", char " + std::to_string(e.getColumnNumber()) +
+         "\n  Message: " + logField(e.getMessage());
+}
+
+}  // namespace
+
+XmlStudyHandler::XmlStudyHandler(XmlBuilder* builder) : builder_(builder) {}
+
+void XmlStudyHandler::startElement(const XMLCh* const name, xercesc::AttributeList& attributes) {
+  XmlBuilder& builder = *builder_;
+  if (same(name, u"element")) {
+    tagged(builder, attributes, false);
+  } else if (same(name, u"study")) {
+    builder.startStudy(narrow(attribute(attributes, u"name")),
+                       countOf(attribute(attributes, u"nbE")));
+  } else if (same(name, u"series")) {
+    builder.startSeries(narrow(attribute(attributes, u"name")),
+                        countOf(attribute(attributes, u"nbE")));
+  } else if (same(name, u"template")) {
+    builder.startImageTemplate(countOf(attribute(attributes, u"nbE")));
+  } else if (same(name, u"idelta")) {
+    builder.startImageDelta(narrow(attribute(attributes, u"parent")));
+  } else if (same(name, u"binary")) {
+    binary(builder, attributes, false);
+  } else if (same(name, u"binDiff")) {
+    binary(builder, attributes, true);
+  } else if (same(name, u"diff")) {
+    tagged(builder, attributes, true);
+  } else if (same(name, u"sdelta")) {
+    builder.startStudyDelta(attribute(attributes, u"datetime"),
+                            narrow(attribute(attributes, u"user")));
+  } else if (same(name, u"sedelta")) {
+    builder.startSeriesDelta(narrow(attribute(attributes, u"parent")),
+                             attribute(attributes, u"datetime"),
+                             narrow(attribute(attributes, u"user")));
+  } else if (same(name, Xml::StudyDocumentXmlCh)) {
+    builder.studyDocVersion(narrow(attribute(attributes, u"version")));
+  } else if (startsWithVal(name)) {
+    builder.startSequenceValue();
+  } else if (same(name, u"sqElement")) {
+    builder.startSequence(tagOf(attribute(attributes, u"tag")),
+                          operationOf(attribute(attributes, u"op")));
+  }
+}
+
+void XmlStudyHandler::endElement(const XMLCh* const name) {
+  if (same(name, u"template")) {
+    builder_->endImageTemplate();
+  } else if (same(name, u"idelta")) {
+    builder_->endImageDelta();
+  } else if (startsWithVal(name)) {
+    builder_->endSequenceValue();
+  } else if (same(name, u"sqElement")) {
+    builder_->endSequence();
+  }
+}
+
+void XmlStudyHandler::warning(const xercesc::SAXParseException& e) {
+  logText(LM_WARNING, __LINE__, 0, "XmlStudyHandler::warning: " + located(e));
+}
+
+void XmlStudyHandler::error(const xercesc::SAXParseException& e) {
+  logText(LM_WARNING, __LINE__, 0, "XmlStudyHandler::error: " + located(e));
+}
+
+void XmlStudyHandler::fatalError(const xercesc::SAXParseException& e) {
+  logText(LM_WARNING, __LINE__, 0,
+          "XmlStudyHandler::fatalError: line " + std::to_string(e.getLineNumber()) + " char " +
+              std::to_string(e.getColumnNumber()) + ".\n");
+  builder_->parsingIncomplete();
+}
+
+xercesc::InputSource* XmlStudyHandler::resolveEntity(const XMLCh* const, const XMLCh* const) {
+  return nullptr;
+}
