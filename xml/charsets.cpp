@@ -63,6 +63,16 @@ inline bool isLowSurrogate(char16_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
 std::size_t toAnsi(const XMLCh* text, std::size_t n, char* out, bool lowBytes) {
   char* p = out;
   for (std::size_t i = 0; i < n; ++i) {
+    // Runs of ASCII, the usual case, go eight units at a time.
+    while (i + 8 <= n) {
+      char16_t any = 0;
+      for (int k = 0; k < 8; ++k) any |= text[i + k];
+      if ((any & 0xFF80) != 0) break;
+      for (int k = 0; k < 8; ++k) p[k] = static_cast<char>(text[i + k]);
+      p += 8;
+      i += 8;
+    }
+    if (i == n) break;
     const char16_t u = text[i];
     const int b = toCp1252(u);
     if (b >= 0) {

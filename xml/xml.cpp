@@ -108,12 +108,14 @@ bool asciiText(const XMLCh* begin, const XMLCh* end, std::string& buffer) {
   while (begin != end && isBlank(*begin)) ++begin;
   while (end != begin && isBlank(end[-1])) --end;
   if (begin == end) return false;
-  buffer.clear();
+  buffer.resize(static_cast<std::size_t>(end - begin));
+  char* out = &buffer[0];
+  char16_t any = 0;
   for (const XMLCh* p = begin; p != end; ++p) {
-    if (*p >= 0x80 || *p == 0) return false;
-    buffer.push_back(static_cast<char>(*p));
+    any |= *p;
+    *out++ = static_cast<char>(*p);
   }
-  return true;
+  return (any & 0xFF80) == 0;
 }
 
 // A decimal number that may carry a sign, a fraction and an exponent. from_chars takes

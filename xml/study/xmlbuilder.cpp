@@ -117,14 +117,34 @@ const XMLCh* attribute(xercesc::AttributeList& attributes, const XMLCh* name) {
 
 ACE_CString narrow(const XMLCh* text) {
   ACE_CString out;
-  if (text != nullptr) wideToAnsi(text, out);
+  wideToAnsi(text, out);
   return out;
+}
+
+// The narrow text of text (null gives ""), in buffer.
+const ACE_CString& narrow(const XMLCh* text, ACE_CString& buffer) {
+  wideToAnsi(text, buffer);
+  return buffer;
 }
 
 // A count attribute: xmlChToLong's value, kept as the 32-bit number it is.
 unsigned long countOf(const XMLCh* text) {
   return static_cast<std::uint32_t>(XmlConversion::xmlChToLong(text));
 }
+
+// The value of each ASCII hexadecimal digit, -1 for every other character.
+constexpr struct HexDigits {
+  signed char value[128];
+  constexpr HexDigits() : value() {
+    for (int c = 0; c < 128; ++c) {
+      value[c] = c >= '0' && c <= '9'   ? static_cast<signed char>(c - '0')
+                 : c >= 'a' && c <= 'f' ? static_cast<signed char>(c - 'a' + 10)
+                 : c >= 'A' && c <= 'F' ? static_cast<signed char>(c - 'A' + 10)
+                                        : -1;
+    }
+  }
+  constexpr int operator[](int c) const { return value[c]; }
+} kHexDigit;
 
 // "tag": hexadecimal digits after optional blanks and an optional "0x", up to the first
 // other character, as an unsigned 32-bit number (saturating); no digits give 0.
@@ -134,19 +154,11 @@ unsigned long tagOf(const XMLCh* text) {
   if (text[0] == u'0' && (text[1] == u'x' || text[1] == u'X')) text += 2;
   std::uint64_t value = 0;
   for (;; ++text) {
-    unsigned digit;
     const XMLCh c = *text;
-    if (c >= u'0' && c <= u'9') {
-      digit = c - u'0';
-    } else if (c >= u'a' && c <= u'f') {
-      digit = c - u'a' + 10;
-    } else if (c >= u'A' && c <= u'F') {
-      digit = c - u'A' + 10;
-    } else {
-      break;
-    }
-    value = value * 16 + digit;
-    if (value > UINT32_MAX) value = UINT32_MAX + std::uint64_t{1};  // stays saturated
+    const int digit = c < 128 ? kHexDigit[c] : -1;
+    if (digit < 0) break;
+    // Saturates: once above 32 bits the value stays there.
+    value = value > UINT32_MAX ? value : value * 16 + static_cast<unsigned>(digit);
   }
   return value > UINT32_MAX ? UINT32_MAX : static_cast<unsigned long>(value);
 }
@@ -250,6 +262,14 @@ long valueCount(const TaggedValue& entry) {
   return count < 0 ? 0 : count;
 }
 
+// The narrow texts of texts (absent ones empty), in buffer.
+const std::vector<ACE_CString>& narrowAll(const NumberedValues& texts,
+                                          std::vector<ACE_CString>& buffer) {
+  buffer.resize(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) wideToAnsi(texts[i], buffer[i]);
+  return buffer;
+}
+
 template <class T, class Convert>
 std::vector<T> convertAll(const NumberedValues& texts, Convert convert) {
   std::vector<T> values;
@@ -258,7 +278,8 @@ std::vector<T> convertAll(const NumberedValues& texts, Convert convert) {
   return values;
 }
 
-void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta) {
+void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta,
+            ACE_CString& text, std::vector<ACE_CString>& texts) {
   const TaggedValue entry = readTaggedValue(attributes);
   const unsigned long tag = tagOf(entry.tag);
   const long count = valueCount(entry);
@@ -268,23 +289,23 @@ void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta)
   if (type < Xml::StringType || type > Xml::FloatType) return;
 
   if (count == 1) {
-    const XMLCh* text = entry.val;
+    const XMLCh* value = entry.val;
     switch (type) {
       case Xml::StringType:
-        builder.startElement(tag, narrow(text), op);
+        builder.startElement(tag, narrow(entry.val, text), op);
         break;
       case Xml::WideStringType:
-        builder.startElement(tag, text != nullptr ? text : kEmpty, op);
+        builder.startElement(tag, value != nullptr ? value : kEmpty, op);
         break;
       case Xml::LongType:
-        builder.startElement(tag, XmlConversion::xmlChToLong(text != nullptr ? text : kEmpty), op);
+        builder.startElement(tag, XmlConversion::xmlChToLong(value != nullptr ? value : kEmpty), op);
         break;
       case Xml::ULongType:
-        builder.startElement(tag, XmlConversion::xmlChToULong(text != nullptr ? text : kEmpty),
+        builder.startElement(tag, XmlConversion::xmlChToULong(value != nullptr ? value : kEmpty),
                              op);
         break;
       case Xml::FloatType:
-        builder.startElement(tag, XmlConversion::xmlChToFloat(text != nullptr ? text : kEmpty),
+        builder.startElement(tag, XmlConversion::xmlChToFloat(value != nullptr ? value : kEmpty),
                              op);
         break;
     }
@@ -294,43 +315,44 @@ void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta)
     logTooMany(entry, count);
     return;
   }
-  const NumberedValues texts(attributes, entry.numbered, static_cast<std::size_t>(count));
+  const NumberedValues values(attributes, entry.numbered, static_cast<std::size_t>(count));
   switch (type) {
     case Xml::StringType:
-      builder.startElement(tag, convertAll<ACE_CString>(texts, narrow), op);
+      builder.startElement(tag, narrowAll(values, texts), op);
       break;
     case Xml::WideStringType:
       builder.startElement(
-          tag, convertAll<XMLCh*>(texts, [](const XMLCh* t) { return const_cast<XMLCh*>(t); }),
+          tag, convertAll<XMLCh*>(values, [](const XMLCh* t) { return const_cast<XMLCh*>(t); }),
           op);
       break;
     case Xml::LongType:
-      builder.startElement(tag, convertAll<long>(texts, XmlConversion::xmlChToLong), op);
+      builder.startElement(tag, convertAll<long>(values, XmlConversion::xmlChToLong), op);
       break;
     case Xml::ULongType:
-      builder.startElement(tag, convertAll<unsigned long>(texts, XmlConversion::xmlChToULong), op);
+      builder.startElement(tag, convertAll<unsigned long>(values, XmlConversion::xmlChToULong), op);
       break;
     case Xml::FloatType:
-      builder.startElement(tag, convertAll<float>(texts, XmlConversion::xmlChToFloat), op);
+      builder.startElement(tag, convertAll<float>(values, XmlConversion::xmlChToFloat), op);
       break;
   }
 }
 
-void binary(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta) {
+void binary(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta,
+            ACE_CString& text, std::vector<ACE_CString>& texts) {
   const TaggedValue entry = readTaggedValue(attributes);
   const unsigned long tag = tagOf(entry.tag);
   const long count = valueCount(entry);
   const Xml::Operation op = delta ? operationOf(entry.op) : Xml::PlusOp;
   if (count == 1) {
-    builder.startBinElement(tag, narrow(entry.val), op);
+    builder.startBinElement(tag, narrow(entry.val, text), op);
     return;
   }
   if (count > XmlBuilder::MaxValueCount) {
     logTooMany(entry, count);
     return;
   }
-  const NumberedValues texts(attributes, entry.numbered, static_cast<std::size_t>(count));
-  builder.startBinElement(tag, convertAll<ACE_CString>(texts, narrow), op);
+  const NumberedValues values(attributes, entry.numbered, static_cast<std::size_t>(count));
+  builder.startBinElement(tag, narrowAll(values, texts), op);
 }
 
 // "\nWarning at file <system id>, line <n>, char <n>\n  Message: <message>": the text of
@@ -346,39 +368,58 @@ std::string located(const xercesc::SAXParseException& e) {
 XmlStudyHandler::XmlStudyHandler(XmlBuilder* builder) : builder_(builder) {}
 
 void XmlStudyHandler::startElement(const XMLCh* const name, xercesc::AttributeList& attributes) {
+  // Names are told apart by their first character, then compared whole; no two of the
+  // format's names are the same, so the order of the tests does not matter.
   XmlBuilder& builder = *builder_;
-  if (same(name, u"element")) {
-    tagged(builder, attributes, false);
-  } else if (same(name, u"study")) {
-    builder.startStudy(narrow(attribute(attributes, u"name")),
-                       countOf(attribute(attributes, u"nbE")));
-  } else if (same(name, u"series")) {
-    builder.startSeries(narrow(attribute(attributes, u"name")),
-                        countOf(attribute(attributes, u"nbE")));
-  } else if (same(name, u"template")) {
-    builder.startImageTemplate(countOf(attribute(attributes, u"nbE")));
-  } else if (same(name, u"idelta")) {
-    builder.startImageDelta(narrow(attribute(attributes, u"parent")));
-  } else if (same(name, u"binary")) {
-    binary(builder, attributes, false);
-  } else if (same(name, u"binDiff")) {
-    binary(builder, attributes, true);
-  } else if (same(name, u"diff")) {
-    tagged(builder, attributes, true);
-  } else if (same(name, u"sdelta")) {
-    builder.startStudyDelta(attribute(attributes, u"datetime"),
-                            narrow(attribute(attributes, u"user")));
-  } else if (same(name, u"sedelta")) {
-    builder.startSeriesDelta(narrow(attribute(attributes, u"parent")),
-                             attribute(attributes, u"datetime"),
-                             narrow(attribute(attributes, u"user")));
-  } else if (same(name, Xml::StudyDocumentXmlCh)) {
-    builder.studyDocVersion(narrow(attribute(attributes, u"version")));
-  } else if (startsWithVal(name)) {
-    builder.startSequenceValue();
-  } else if (same(name, u"sqElement")) {
-    builder.startSequence(tagOf(attribute(attributes, u"tag")),
-                          operationOf(attribute(attributes, u"op")));
+  switch (name[0]) {
+    case u'e':
+      if (same(name, u"element")) tagged(builder, attributes, false, text_, texts_);
+      break;
+    case u's':
+      if (same(name, u"study")) {
+        builder.startStudy(narrow(attribute(attributes, u"name"), text_),
+                           countOf(attribute(attributes, u"nbE")));
+      } else if (same(name, u"series")) {
+        builder.startSeries(narrow(attribute(attributes, u"name"), text_),
+                            countOf(attribute(attributes, u"nbE")));
+      } else if (same(name, u"sdelta")) {
+        builder.startStudyDelta(attribute(attributes, u"datetime"),
+                                narrow(attribute(attributes, u"user"), text_));
+      } else if (same(name, u"sedelta")) {
+        builder.startSeriesDelta(narrow(attribute(attributes, u"parent")),
+                                 attribute(attributes, u"datetime"),
+                                 narrow(attribute(attributes, u"user"), text_));
+      } else if (same(name, u"sqElement")) {
+        builder.startSequence(tagOf(attribute(attributes, u"tag")),
+                              operationOf(attribute(attributes, u"op")));
+      }
+      break;
+    case u't':
+      if (same(name, u"template")) builder.startImageTemplate(countOf(attribute(attributes, u"nbE")));
+      break;
+    case u'i':
+      if (same(name, u"idelta")) {
+        builder.startImageDelta(narrow(attribute(attributes, u"parent"), text_));
+      }
+      break;
+    case u'b':
+      if (same(name, u"binary")) {
+        binary(builder, attributes, false, text_, texts_);
+      } else if (same(name, u"binDiff")) {
+        binary(builder, attributes, true, text_, texts_);
+      }
+      break;
+    case u'd':
+      if (same(name, u"diff")) tagged(builder, attributes, true, text_, texts_);
+      break;
+    case u'v':
+      if (startsWithVal(name)) builder.startSequenceValue();
+      break;
+    default:
+      if (same(name, Xml::StudyDocumentXmlCh)) {
+        builder.studyDocVersion(narrow(attribute(attributes, u"version"), text_));
+      }
+      break;
   }
 }
 

@@ -157,6 +157,10 @@ class CORVANE_XML_API XmlStudyHandler : public xercesc::HandlerBase {
 
  private:
   XmlBuilder* builder_;
+  // Reused from one element to the next so that, once grown, converting the narrow texts
+  // a callback receives does not allocate.
+  ACE_CString text_;
+  std::vector<ACE_CString> texts_;
 };
 
 #endif  // CORVANE_XML_STUDY_XMLBUILDER_H
