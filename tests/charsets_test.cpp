@@ -72,8 +72,8 @@ TEST(ConvertWideCharToAnsi, EveryBmpUnitAndSurrogates) {
   EXPECT_EQ("a=bA?", ansi(u"a\xD83D" "b\xDC41\U0001F600"));
 }
 
-// Long texts go in blocks of US-ASCII: one special unit (or pair) at every position of a
-// 24-unit text, and texts made wholly of ASCII or of one special unit repeated.
+// Texts go in blocks of US-ASCII: one special unit (or pair) at every position of texts of
+// every length up to 25, texts wholly of ASCII, and one special unit repeated.
 TEST(ConvertWideCharToAnsi, SpecialCharactersAtEveryPositionOfLongTexts) {
   struct Special {
     std::u16string units;
@@ -84,12 +84,17 @@ TEST(ConvertWideCharToAnsi, SpecialCharactersAtEveryPositionOfLongTexts) {
                               {u"\xD83D", "?", "="},              {u"\xDC41", "?", "A"},
                               {u"\u007F", "\x7F", "\x7F"},        {u"\u0080", "?", "\x80"}};
   const std::u16string ascii = u"abcdefghijklmnopqrstuvwx";
+  const std::string bytes = "abcdefghijklmnopqrstuvwx";
   for (const Special& special : specials) {
-    for (std::size_t at = 0; at <= ascii.size(); ++at) {
-      const std::u16string text = ascii.substr(0, at) + special.units + ascii.substr(at);
-      const std::string all = "abcdefghijklmnopqrstuvwx";
-      EXPECT_EQ(all.substr(0, at) + special.anci + all.substr(at), anci(text)) << at;
-      EXPECT_EQ(all.substr(0, at) + special.ansi + all.substr(at), ansi(text)) << at;
+    for (std::size_t length = 0; length <= ascii.size(); ++length) {
+      for (std::size_t at = 0; at <= length; ++at) {
+        const std::u16string text =
+            ascii.substr(0, at) + special.units + ascii.substr(at, length - at);
+        const std::string head = bytes.substr(0, at), tail = bytes.substr(at, length - at);
+        ASSERT_EQ(head + special.anci + tail, anci(text)) << length << " " << at;
+        ASSERT_EQ(head + special.ansi + tail, ansi(text)) << length << " " << at;
+      }
+      EXPECT_EQ(bytes.substr(0, length), anci(ascii.substr(0, length)));
     }
     std::u16string repeated;
     std::string anciRepeated, ansiRepeated;
