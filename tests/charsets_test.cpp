@@ -72,6 +72,44 @@ TEST(ConvertWideCharToAnsi, EveryBmpUnitAndSurrogates) {
   EXPECT_EQ("a=bA?", ansi(u"a\xD83D" "b\xDC41\U0001F600"));
 }
 
+// Texts go in blocks of US-ASCII: one special unit (or pair) at every position of texts of
+// every length up to 25, texts wholly of ASCII, and one special unit repeated.
+TEST(ConvertWideCharToAnsi, SpecialCharactersAtEveryPositionOfLongTexts) {
+  struct Special {
+    std::u16string units;
+    std::string anci, ansi;
+  };
+  const Special specials[] = {{u"\u00E9", "\xE9", "\xE9"},      {u"\u20AC", "\x80", "\x80"},
+                              {u"\u0141", "?", "A"},              {u"\U0001F600", "?", "?"},
+                              {u"\xD83D", "?", "="},              {u"\xDC41", "?", "A"},
+                              {u"\u007F", "\x7F", "\x7F"},        {u"\u0080", "?", "\x80"}};
+  const std::u16string ascii = u"abcdefghijklmnopqrstuvwx";
+  const std::string bytes = "abcdefghijklmnopqrstuvwx";
+  for (const Special& special : specials) {
+    for (std::size_t length = 0; length <= ascii.size(); ++length) {
+      for (std::size_t at = 0; at <= length; ++at) {
+        const std::u16string text =
+            ascii.substr(0, at) + special.units + ascii.substr(at, length - at);
+        const std::string head = bytes.substr(0, at), tail = bytes.substr(at, length - at);
+        ASSERT_EQ(head + special.anci + tail, anci(text)) << length << " " << at;
+        ASSERT_EQ(head + special.ansi + tail, ansi(text)) << length << " " << at;
+      }
+      EXPECT_EQ(bytes.substr(0, length), anci(ascii.substr(0, length)));
+    }
+    std::u16string repeated;
+    std::string anciRepeated, ansiRepeated;
+    for (int i = 0; i < 19; ++i) {
+      repeated += special.units;
+      anciRepeated += special.anci;
+      ansiRepeated += special.ansi;
+    }
+    EXPECT_EQ(anciRepeated, anci(repeated));
+    EXPECT_EQ(ansiRepeated, ansi(repeated));
+  }
+  const std::u16string ascii128(u"\u0001 ~\u007F" + std::u16string(60, u'z') + u"\u0001");
+  EXPECT_EQ("\x01 ~\x7F" + std::string(60, 'z') + "\x01", anci(ascii128));
+}
+
 // Length boundaries, lone surrogates -> U+FFFD; 127 euro signs fit length + 255, one more not.
 TEST(ConvertWideCharToUTF8, ConvertsWithinLengthPlus255) {
   const std::pair<std::u16string, std::string> cases[] = {

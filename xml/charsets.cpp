@@ -4,8 +4,13 @@
 // library's own loops over small tables rather than calls into a locale-dependent
 // converter: they sit on the parse path of every element and attribute.
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <string>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "xml/detail/charsets.h"
 #include "xml/detail/log.h"
@@ -60,19 +65,61 @@ inline bool isLowSurrogate(char16_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
 // characters the code page lacks; a surrogate pair is one character). Returns the number
 // of bytes written. When lowBytes is set, a character the code page lacks keeps the low
 // byte of its unit instead (its ISO 8859-1 value where it has one).
+#if defined(__SSE2__)
+// Whether the units at text (eight, or four) are all US-ASCII.
+inline bool ascii8(const XMLCh* text) {
+  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  const __m128i high = _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80)));
+  return _mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) == 0xFFFF;
+}
+inline bool ascii4(const XMLCh* text) {
+  std::uint64_t units;
+  std::memcpy(&units, text, sizeof units);
+  return (units & 0xFF80FF80FF80FF80u) == 0;
+}
+// Writes the bytes of eight (or four) US-ASCII units.
+inline void store8(char* out, const XMLCh* text) {
+  const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(units, units));
+}
+inline void store4(char* out, const XMLCh* text) {
+  const __m128i units = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(text));
+  const int bytes = _mm_cvtsi128_si32(_mm_packus_epi16(units, units));
+  std::memcpy(out, &bytes, 4);
+}
+#endif
+
+// Converts n units at text to Windows-1252 at out, one byte per character ("?" for the
+// characters the code page lacks; a surrogate pair is one character). Returns the number
+// of bytes written. When lowBytes is set, a character the code page lacks keeps the low
+// byte of its unit instead (its ISO 8859-1 value where it has one).
 std::size_t toAnsi(const XMLCh* text, std::size_t n, char* out, bool lowBytes) {
   char* p = out;
-  for (std::size_t i = 0; i < n; ++i) {
-    // Runs of ASCII, the usual case, go eight units at a time.
-    while (i + 8 <= n) {
-      char16_t any = 0;
-      for (int k = 0; k < 8; ++k) any |= text[i + k];
-      if ((any & 0xFF80) != 0) break;
-      for (int k = 0; k < 8; ++k) p[k] = static_cast<char>(text[i + k]);
-      p += 8;
-      i += 8;
+  std::size_t i = 0;
+  while (i < n) {
+#if defined(__SSE2__)
+    // Runs of US-ASCII, the bulk of names and texts, go eight units at a time. The last
+    // units of a text go as one block that may reach back over units already converted:
+    // when that block is all US-ASCII, those units gave one byte each, the same again.
+    const std::size_t left = n - i;
+    if (left >= 8) {
+      if (ascii8(text + i)) {
+        store8(p, text + i);
+        p += 8;
+        i += 8;
+        continue;
+      }
+    } else if (n >= 8 && ascii8(text + n - 8)) {
+      store8(p + left - 8, text + n - 8);
+      p += left;
+      break;
+    } else if (left >= 4 && ascii4(text + i) && ascii4(text + n - 4)) {
+      store4(p, text + i);
+      store4(p + left - 4, text + n - 4);
+      p += left;
+      break;
     }
-    if (i == n) break;
+#endif
     const char16_t u = text[i];
     const int b = toCp1252(u);
     if (b >= 0) {
@@ -85,6 +132,7 @@ std::size_t toAnsi(const XMLCh* text, std::size_t n, char* out, bool lowBytes) {
     } else {
       *p++ = lowBytes ? static_cast<char>(u & 0xFF) : '?';
     }
+    ++i;
   }
   return static_cast<std::size_t>(p - out);
 }
@@ -187,6 +235,14 @@ void intoString(const XMLCh* text, ACE_CString& out, bool lowBytes) {
 void wideToAnsi(const XMLCh* text, ACE_CString& out) { intoString(text, out, false); }
 
 void wideToAnsiKeepingLowBytes(const XMLCh* text, ACE_CString& out) { intoString(text, out, true); }
+
+std::size_t wideToAnsi(const XMLCh* text, std::size_t n, char* out) {
+  return toAnsi(text, n, out, false);
+}
+
+std::size_t wideToAnsiKeepingLowBytes(const XMLCh* text, std::size_t n, char* out) {
+  return toAnsi(text, n, out, true);
+}
 
 }  // namespace corvane_xml_detail
 

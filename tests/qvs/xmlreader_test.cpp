@@ -2,6 +2,7 @@
 // (QVS::XmlUtils::streamIn), alone and in round trips with streamOut.
 #include "xml/qvs/xmlutils.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -83,6 +84,12 @@ TEST(XmlUtilsStreamIn, ReadingRules) {
       {"<k>t<b>1</b>u<a/>v</k>", "k{b'1' a}"}, {"<k><![CDATA[<&>]]>&amp;</k>", "k'<&>&'"},
       {"<q:P xmlns:q=\"u\"><q:val>1</q:val></q:P>", "q:P(xmlns:q=u){q:val'1'}"},
       {"<\xC3\xA9 a=\"\xE2\x82\xAC\">\xC3\xA9\xCE\xB1</\xC3\xA9>", "\xE9(a=\x80)'\xE9?'"},
+      // Texts in several chunks, supplementary characters as one "?" each; attribute names
+      // with "?" for what the code page lacks, values keeping low bytes.
+      {"<k>a&amp;&#x1F600;&#xE9;b\xF0\x9F\x98\x80" "c</k>", "k'a&?\xE9" "b?c'"},
+      {"<k \xC5\x81=\"\xC5\x81\xF0\x9F\x98\x80\" b=\"\"/>", "k(?=A?,b=)"},
+      {"<longer-name>0123456789\xC3\xA9" "abcdefghijklmnopqrstuvwxyz&lt;</longer-name>",
+       "longer-name'0123456789\xE9" "abcdefghijklmnopqrstuvwxyz<'"},
   };
   for (const auto& [text, expected] : cases) {
     Element root;
@@ -105,6 +112,43 @@ TEST(XmlUtilsStreamIn, IntoCallersElementAndErrors) {
   EXPECT_EQ("b#4(z=0,a=1,a=1){x'1' y}", describe(root));
   ASSERT_EQ(1u, log.lines().size());
   EXPECT_NE(std::string::npos, log.lines()[0].text.find(") in file broken.xml, line 1, col "));
+}
+
+// What the reader builds is an ordinary tree: its texts can be replaced by shorter and
+// longer ones, copied, cloned, compared, and its parts deleted one by one.
+TEST(XmlUtilsStreamIn, ReadValuesBehaveAsAnyOther) {
+  Element root;
+  read("<r><a>abcdef</a><b>xy</b><m><val>v1</val><val>v2</val></m><c>text</c></r>", root);
+  MultiElementValue& children = root.getMultiElement();
+  SingleValue& a = children.getElement("a").getSingle();
+  a.set("abc");
+  EXPECT_EQ("abc", std::string(a.value().c_str()));
+  a.set("abcdef");
+  a.set(std::string("a\0b", 3).c_str(), 3);
+  EXPECT_EQ(std::string("a\0b", 3), std::string(a.value().c_str(), a.value().length()));
+  a.set("a text longer than the one read");
+  const ACE_CString copy = a.value();
+  a.set("");
+  EXPECT_EQ("a text longer than the one read", std::string(copy.c_str()));
+  EXPECT_EQ(0u, a.value().length());
+
+  SingleValue& b = children.getElement("b").getSingle();
+  std::unique_ptr<SingleValue> clone(b.clone());
+  EXPECT_TRUE(*clone == b);
+  b.set("z");
+  EXPECT_EQ("xy", std::string(clone->value().c_str()));
+  Element& c = children.getElement("c");
+  c.value(c.value());  // a copy of its own value replaces it
+  EXPECT_EQ("text", std::string(c.getSingle().value().c_str()));
+
+  MultiValue& m = children.getElement("m").getMulti();
+  m.erase(m.begin());
+  EXPECT_EQ("v2", m.valueAsString());
+  std::unique_ptr<Element> detached(children.getElement("m").clone());
+  children.erase("m");
+  children.addElement(detached.release());
+  children.getElement("c").clear();
+  EXPECT_EQ("r{a'' b'z' c m['v2']}~sorted", describe(root));
 }
 
 // 100,000 levels read (written back and destroyed) without exhausting the stack.

@@ -18,6 +18,12 @@ void wideToAnsi(const XMLCh* text, ACE_CString& out);
 // lacks), into out, reusing out's buffer.
 void wideToAnsiKeepingLowBytes(const XMLCh* text, ACE_CString& out);
 
+// The same two conversions of the n units at text into out, which has room for n bytes
+// (one byte per character, a surrogate pair being one character); they return the number
+// of bytes written. A high surrogate that is the last of the n units counts as unpaired.
+std::size_t wideToAnsi(const XMLCh* text, std::size_t n, char* out);
+std::size_t wideToAnsiKeepingLowBytes(const XMLCh* text, std::size_t n, char* out);
+
 // Length of a zero-terminated UTF-16 text.
 inline std::size_t wideLength(const XMLCh* text) {
   std::size_t n = 0;

@@ -26,6 +26,41 @@ inline const MultiElementValue& asElements(const ValueBase* v) {
 }
 
 // ---------------------------------------------------------------------------------
+// Single values made in one block
+
+// A SingleValue whose text starts out in bytes placed right after the object, in the same
+// heap block, so that a reader makes one block per text instead of two. The text string
+// does not own those bytes (they go with the object); a later set() that fits writes into
+// them, a longer one gives the string a buffer of its own as usual. Everything else is
+// SingleValue's: the class only adds the storage and the matching deallocation, which
+// delete through a ValueBase* or SingleValue* reaches through the virtual destructor.
+class BlockSingleValue final : public SingleValue {
+ public:
+  static SingleValue* make(const char* text, std::size_t length) {
+    void* block = ::operator new(sizeof(BlockSingleValue) + length + 1);
+    BlockSingleValue* v = ::new (block) BlockSingleValue;
+    char* bytes = reinterpret_cast<char*>(block) + sizeof(BlockSingleValue);
+    std::memcpy(bytes, text, length);
+    bytes[length] = '\0';
+    ValueTree::singleText(*v).set(bytes, length, false);
+    return v;
+  }
+
+  static void operator delete(void* block) noexcept { ::operator delete(block); }
+
+ private:
+  BlockSingleValue() = default;
+};
+
+}  // namespace
+
+SingleValue* ValueTree::newSingle(const char* text, std::size_t length) {
+  return BlockSingleValue::make(text, length);
+}
+
+namespace {
+
+// ---------------------------------------------------------------------------------
 // Destruction
 //
 // A list hands every entry that has something below it to a pending list instead of

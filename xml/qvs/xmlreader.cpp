@@ -1,10 +1,21 @@
 // xml/qvs/xmlreader.cpp: reading element trees from their XML form.
-#include <deque>
-#include <string>
+//
+// The reader takes the parser's events directly, through a handler derived from the one
+// behind XmlBaseBuilder::build (same parse run, same error reports): names and attribute
+// texts go from the parser's UTF-16 straight into the tree's strings, and character data
+// arrives with its length, instead of passing through an XmlAttributes and zero-
+// terminated chunks. The rules are those of the element-level callbacks.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include <xercesc/sax/AttributeList.hpp>
 
 #include "xml/detail/charsets.h"
 #include "xml/qvs/detail/valuetree.h"
 #include "xml/qvs/xmlutils.h"
+#include "xml/sax/detail/xmlhandler.h"
 #include "xml/sax/xmlparser.h"
 #include "xml/xmlexception.h"
 
@@ -12,11 +23,37 @@ namespace QVS {
 
 namespace {
 
-const XMLCh kVal[] = {u'v', u'a', u'l', 0};
-
 inline bool isVal(const XMLCh* name) {
-  return name[0] == kVal[0] && name[1] == kVal[1] && name[2] == kVal[2] && name[3] == 0;
+  return name[0] == u'v' && name[1] == u'a' && name[2] == u'l' && name[3] == 0;
 }
+
+inline bool isHighSurrogate(XMLCh u) { return u >= 0xD800 && u <= 0xDBFF; }
+inline bool isLowSurrogate(XMLCh u) { return u >= 0xDC00 && u <= 0xDFFF; }
+
+// A growing byte buffer whose length is set by the writer (no zero-filling on growth).
+class Bytes {
+ public:
+  char* data() { return data_.get(); }
+  std::size_t size() const { return size_; }
+  void clear() { size_ = 0; }
+  // Room for n more bytes after the present ones; returns where they start.
+  char* extend(std::size_t n) {
+    if (size_ + n > capacity_) {
+      const std::size_t capacity = std::max(size_ + n, 2 * capacity_ + 64);
+      std::unique_ptr<char[]> grown(new char[capacity]);
+      if (size_ > 0) std::memcpy(grown.get(), data_.get(), size_);
+      data_ = std::move(grown);
+      capacity_ = capacity;
+    }
+    return data_.get() + size_;
+  }
+  void grow(std::size_t n) { size_ += n; }
+
+ private:
+  std::unique_ptr<char[]> data_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+};
 
 // One open XML element other than "val".
 struct OpenElement {
@@ -25,13 +62,15 @@ struct OpenElement {
   MultiValue* valueList;           // where "val" items go; none at first
 };
 
-// Builds the caller's element from the parser's callbacks.
-class QVRXmlBaseBuilder : public XmlBaseBuilder {
+// Builds the caller's element from the parser's document events.
+class TreeReader : public corvane_xml_detail::XmlHandler {
  public:
-  QVRXmlBaseBuilder(XmlInputSource& input, Element& root)
-      : XmlBaseBuilder(input, nullptr), root_(root), collecting_(false) {}
+  TreeReader(XmlBaseBuilder& builder, Element& root)
+      : XmlHandler(builder), root_(root), collecting_(false), pendingHigh_(false) {
+    open_.reserve(64);
+  }
 
-  void startElement(const XMLCh* const name, const XmlAttributes& attributes) override {
+  void startElement(const XMLCh* const name, xercesc::AttributeList& attributes) override {
     if (isVal(name)) {
       if (open_.empty()) {
         throw XmlException::ParserError(
@@ -43,10 +82,10 @@ class QVRXmlBaseBuilder : public XmlBaseBuilder {
         record.elementList = nullptr;  // it was the value just replaced, if any
       }
     } else {
-      corvane_xml_detail::wideToAnsi(name, key_);
       Element* element;
       if (open_.empty()) {
-        root_.key(key_);
+        const std::size_t n = narrow(name, false);
+        root_.key(ACE_CString(scratch_.data(), n));
         element = &root_;
       } else {
         OpenElement& parent = open_.back();
@@ -55,35 +94,67 @@ class QVRXmlBaseBuilder : public XmlBaseBuilder {
         } else if (parent.valueList != nullptr && parent.elementList == nullptr) {
           parent.elementList = &parent.valueList->addMultiElement();
         }
-        // A new element without attributes, made in place: it is what a copy of
-        // Element(key, -1) would be, without the copy.
-        element = new Element(key_, -1);
+        // What a copy of Element(key, -1) would be, made in place with the key converted
+        // once.
+        const std::size_t n = narrow(name, false);
+        element = new Element(static_cast<int>(n), scratch_.data(), -1);
         parent.elementList->addElement(element);
       }
-      const unsigned int count = attributes.getLength();
+      const XMLSize_t count = attributes.getLength();
       if (count > 0) {
-        ValueTree::reserveAttributes(*element, count);
-        for (unsigned int i = 0; i < count; ++i) {
-          element->insertAttribute(attributes.getName(i), attributes.getValue(i));
+        AttributeVector& list = ValueTree::reserveAttributes(*element, count);
+        for (XMLSize_t i = 0; i < count; ++i) {
+          list.emplace_back();
+          Attribute& attribute = list.back();
+          // As XmlHandler converts them: names with "?" for the characters the code page
+          // lacks, values keeping their low bytes.
+          std::size_t n = narrow(attributes.getName(i), false);
+          attribute.first.set(scratch_.data(), n, true);
+          n = narrow(attributes.getValue(i), true);
+          attribute.second.set(scratch_.data(), n, true);
         }
       }
       open_.push_back(OpenElement{element, nullptr, nullptr});
     }
     text_.clear();
+    pendingHigh_ = false;
     collecting_ = true;
   }
 
-  void value(const XMLCh* const text) override {
-    if (collecting_) text_.append(text);
+  // Converts each chunk as it comes. A surrogate pair split between two chunks is one
+  // character: a high surrogate ending a chunk waits for the next one.
+  void characters(const XMLCh* const chars, const XMLSize_t length) override {
+    if (!collecting_ || length == 0) return;
+    const XMLCh* units = chars;
+    std::size_t n = length;
+    if (pendingHigh_) {
+      pendingHigh_ = false;
+      *text_.extend(1) = '?';
+      text_.grow(1);
+      if (isLowSurrogate(units[0])) ++units, --n;
+    }
+    if (n > 0 && isHighSurrogate(units[n - 1])) {
+      pendingHigh_ = true;
+      --n;
+    }
+    text_.grow(corvane_xml_detail::wideToAnsi(units, n, text_.extend(n)));
   }
 
   void endElement(const XMLCh* const name) override {
     OpenElement& record = open_.back();
-    if (collecting_ && !text_.empty()) {
-      corvane_xml_detail::wideToAnsi(text_.c_str(), converted_);
-      SingleValue& single = record.valueList != nullptr ? record.valueList->addSingle()
-                                                        : record.element->addSingle();
-      single.set(converted_.c_str(), static_cast<unsigned int>(converted_.length()));
+    if (collecting_) {
+      if (pendingHigh_) {
+        *text_.extend(1) = '?';
+        text_.grow(1);
+      }
+      if (text_.size() > 0) {
+        SingleValue* single = ValueTree::newSingle(text_.data(), text_.size());
+        if (record.valueList != nullptr) {
+          record.valueList->addValue(single);
+        } else {
+          ValueTree::adoptValue(*record.element, single);
+        }
+      }
     }
     if (isVal(name)) {
       record.elementList = nullptr;  // elements after this item start a new list
@@ -91,16 +162,26 @@ class QVRXmlBaseBuilder : public XmlBaseBuilder {
       open_.pop_back();
     }
     text_.clear();
+    pendingHigh_ = false;
     collecting_ = false;
   }
 
  private:
+  // Converts the zero-terminated text into scratch_; returns the number of bytes.
+  std::size_t narrow(const XMLCh* text, bool lowBytes) {
+    const std::size_t n = corvane_xml_detail::wideLength(text);
+    scratch_.clear();
+    char* out = scratch_.extend(n);
+    return lowBytes ? corvane_xml_detail::wideToAnsiKeepingLowBytes(text, n, out)
+                    : corvane_xml_detail::wideToAnsi(text, n, out);
+  }
+
   Element& root_;
-  std::deque<OpenElement> open_;
-  bool collecting_;
-  std::u16string text_;
-  ACE_CString key_;
-  ACE_CString converted_;
+  std::vector<OpenElement> open_;
+  bool collecting_;    // from a start tag to the next end tag
+  bool pendingHigh_;   // the collected text ends in a high surrogate not yet converted
+  Bytes text_;         // the collected text, converted
+  Bytes scratch_;      // a converted name or attribute text
 };
 
 }  // namespace
@@ -109,8 +190,11 @@ void XmlUtils::streamIn(InputStream& in, Element& root, const ACE_CString& name)
   // The rules build on an element without value: a value the caller left is cleared.
   root.clear();
   XmlInputSource source(in, name);
-  QVRXmlBaseBuilder builder(source, root);
-  builder.build();
+  // The builder carries the parse's incomplete flag; the reader gets the events.
+  XmlBaseBuilder builder(source, nullptr);
+  TreeReader reader(builder, root);
+  corvane_xml_detail::runParse(builder, reader, nullptr,
+                               [&source](XmlParser& parser) { parser.parse(source); });
 }
 
 }  // namespace QVS

@@ -18,9 +18,11 @@
 #include "xml/detail/attributesaccess.h"
 #include "xml/detail/charsets.h"
 #include "xml/detail/log.h"
+#include "xml/sax/detail/xmlhandler.h"
 #include "xml/xmlexception.h"
 
 using corvane_xml_detail::logField;
+using corvane_xml_detail::AttributesAccess;
 using corvane_xml_detail::logText;
 
 // ---------------------------------------------------------------------------------
@@ -224,64 +226,80 @@ std::string where(const xercesc::SAXParseException& e) {
          std::to_string(e.getColumnNumber()) + ". Message: " + logField(e.getMessage()) + ".\n";
 }
 
-class XmlHandler : public xercesc::HandlerBase {
- public:
-  explicit XmlHandler(XmlBaseBuilder& builder) : builder_(builder) {}
-
-  void startDocument() override {}
-  void endDocument() override {}
-
-  void startElement(const XMLCh* const name, xercesc::AttributeList& attributes) override {
-    if (attributes.getLength() == 0) {
-      builder_.startElement(name, noAttributes());
-      return;
-    }
-    // One list serves every start tag of the parse: it is refilled in place, reusing its
-    // strings' buffers, which a builder cannot tell from a new list.
-    corvane_xml_detail::AttributesAccess::clear(attributes_);
-    for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
-      corvane_xml_detail::AttributesAccess::pushWide(attributes_, attributes.getName(i),
-                                                    attributes.getValue(i));
-    }
-    builder_.startElement(name, attributes_);
-  }
-
-  void characters(const XMLCh* const chars, const XMLSize_t /*length*/) override {
-    builder_.value(chars);
-  }
-
-  void endElement(const XMLCh* const name) override { builder_.endElement(name); }
-
-  void warning(const xercesc::SAXParseException& e) override {
-    logText(LM_WARNING, __LINE__, 2776, "XmlHandler::warning: Warning in file " + where(e));
-  }
-
-  void error(const xercesc::SAXParseException& e) override {
-    logText(LM_WARNING, __LINE__, 2716, "XmlHandler::error: Error in file " + where(e));
-  }
-
-  void fatalError(const xercesc::SAXParseException& e) override {
-    const bool hasMessage = e.getMessage() != nullptr && *e.getMessage() != 0;
-    const bool hasSystemId = e.getSystemId() != nullptr && *e.getSystemId() != 0;
-    if (hasMessage && e.getLineNumber() != 0 && e.getColumnNumber() != 0 && hasSystemId) {
-      logText(LM_ERROR, __LINE__, 2775,
-              "XmlHandler::fatalError: Fatal Error (Parsing Incomplete) in file " + where(e));
-    } else if (hasMessage) {
-      logText(LM_ERROR, __LINE__, 2775,
-              "XmlHandler::fatalError: Fatal Error (Parsing Incomplete). Message: " +
-                  logField(e.getMessage()) + ".\n");
-    } else {
-      logText(LM_ERROR, __LINE__, 2775, "XmlHandler::fatalError: Fatal Error (Parsing Incomplete).\n");
-    }
-    builder_.parsingIncomplete();
-  }
-
- private:
-  XmlBaseBuilder& builder_;
-  XmlAttributes attributes_;
-};
-
 }  // namespace
+
+namespace corvane_xml_detail {
+
+XmlHandler::XmlHandler(XmlBaseBuilder& builder) : builder_(builder) {}
+XmlHandler::~XmlHandler() = default;
+
+void XmlHandler::startDocument() {}
+void XmlHandler::endDocument() {}
+
+void XmlHandler::startElement(const XMLCh* const name, xercesc::AttributeList& attributes) {
+  if (attributes.getLength() == 0) {
+    builder_.startElement(name, noAttributes());
+    return;
+  }
+  // One list serves every start tag of the parse: it is refilled in place, reusing its
+  // strings' buffers, which a builder cannot tell from a new list.
+  AttributesAccess::clear(attributes_);
+  for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
+    AttributesAccess::pushWide(attributes_, attributes.getName(i), attributes.getValue(i));
+  }
+  builder_.startElement(name, attributes_);
+}
+
+void XmlHandler::characters(const XMLCh* const chars, const XMLSize_t /*length*/) {
+  builder_.value(chars);
+}
+
+void XmlHandler::endElement(const XMLCh* const name) { builder_.endElement(name); }
+
+void XmlHandler::warning(const xercesc::SAXParseException& e) {
+  logText(LM_WARNING, __LINE__, 2776, "XmlHandler::warning: Warning in file " + where(e));
+}
+
+void XmlHandler::error(const xercesc::SAXParseException& e) {
+  logText(LM_WARNING, __LINE__, 2716, "XmlHandler::error: Error in file " + where(e));
+}
+
+void XmlHandler::fatalError(const xercesc::SAXParseException& e) {
+  const bool hasMessage = e.getMessage() != nullptr && *e.getMessage() != 0;
+  const bool hasSystemId = e.getSystemId() != nullptr && *e.getSystemId() != 0;
+  if (hasMessage && e.getLineNumber() != 0 && e.getColumnNumber() != 0 && hasSystemId) {
+    logText(LM_ERROR, __LINE__, 2775,
+            "XmlHandler::fatalError: Fatal Error (Parsing Incomplete) in file " + where(e));
+  } else if (hasMessage) {
+    logText(LM_ERROR, __LINE__, 2775,
+            "XmlHandler::fatalError: Fatal Error (Parsing Incomplete). Message: " +
+                logField(e.getMessage()) + ".\n");
+  } else {
+    logText(LM_ERROR, __LINE__, 2775, "XmlHandler::fatalError: Fatal Error (Parsing Incomplete).\n");
+  }
+  builder_.parsingIncomplete();
+}
+
+void runParse(XmlBaseBuilder& builder, xercesc::HandlerBase& handler,
+              const XmlEntityDirectory* directory, const std::function<void(XmlParser&)>& parse) {
+  try {
+    XmlParser parser;
+    parser.setDocumentHandler(handler);
+    parser.setErrorHandler(handler);
+    XmlEntityResolver resolver(directory);
+    if (directory != nullptr) parser.setEntityResolver(resolver);
+    parse(parser);
+    if (builder.isParsingIncomplete()) {
+      throw XmlException::ParserError(ACE_CString("XmlBaseBuilder::build: Parsing is incomplete."));
+    }
+  } catch (const xercesc::SAXException& e) {
+    logText(LM_ERROR, __LINE__, 2788,
+            "XmlBaseBuilder::build: Sax parser error: " + logField(e.getMessage()) + ".\n");
+    throw XmlException::ParserError(e.getMessage());
+  }
+}
+
+}  // namespace corvane_xml_detail
 
 // ---------------------------------------------------------------------------------
 // Builder base
@@ -308,22 +326,8 @@ void XmlBaseBuilder::parsingIncomplete() { incomplete_ = true; }
 
 template <class Parse>
 void XmlBaseBuilder::run(Parse parse) {
-  XmlHandler handler(*this);
-  try {
-    XmlParser parser;
-    parser.setDocumentHandler(handler);
-    parser.setErrorHandler(handler);
-    XmlEntityResolver resolver(directory_);
-    if (directory_ != nullptr) parser.setEntityResolver(resolver);
-    parse(parser);
-    if (incomplete_) {
-      throw XmlException::ParserError(ACE_CString("XmlBaseBuilder::build: Parsing is incomplete."));
-    }
-  } catch (const xercesc::SAXException& e) {
-    logText(LM_ERROR, __LINE__, 2788,
-            "XmlBaseBuilder::build: Sax parser error: " + logField(e.getMessage()) + ".\n");
-    throw XmlException::ParserError(e.getMessage());
-  }
+  corvane_xml_detail::XmlHandler handler(*this);
+  corvane_xml_detail::runParse(*this, handler, directory_, parse);
 }
 
 void XmlBaseBuilder::build() {

@@ -20,13 +20,21 @@ struct ValueTree {
   }
   static std::vector<Element*>& elements(const MultiElementValue& v) { return v.elements_; }
   static ValueBase*& value(Element& e) { return e.value_; }
-  // Makes room for count more attributes of e in one allocation.
-  static void reserveAttributes(Element& e, std::size_t count) {
+  // The attribute list of e (made if it has none), with room for count more attributes
+  // in one allocation.
+  static AttributeVector& reserveAttributes(Element& e, std::size_t count) {
     if (e.attributes_ == nullptr) e.attributes_ = new AttributeVector;
     e.attributes_->reserve(e.attributes_->size() + count);
+    return *e.attributes_;
   }
   static const ValueBase* value(const Element& e) { return e.value_; }
+  static ACE_CString& singleText(SingleValue& v) { return v.text_; }
+  // Makes value (may be null) e's value without copying; the old one is deleted.
+  static void adoptValue(Element& e, ValueBase* value) noexcept { e.adoptValue(value); }
   static MultiValue* newMulti(std::size_t capacity) { return new MultiValue(capacity); }
+  // A new single value holding the length bytes at text (length > 0), made as one heap
+  // block: the text lives at the end of the value's own storage (see valuetree.cpp).
+  static SingleValue* newSingle(const char* text, std::size_t length);
   static MultiElementValue* newElements(std::size_t capacity, int sortState) {
     return new MultiElementValue(capacity, sortState);
   }
