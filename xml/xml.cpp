@@ -137,9 +137,31 @@ bool readFloating(const std::string& text, T& value) {
   return true;
 }
 
+// The common form, an optional sign and up to 18 digits with nothing around them, read
+// straight from the UTF-16 text; false for anything else, which the general path reads.
+bool plainInteger(const XMLCh* begin, const XMLCh* end, long long& value) {
+  bool negative = false;
+  if (begin != end && (*begin == u'-' || *begin == u'+')) negative = *begin++ == u'-';
+  if (begin == end || end - begin > 18) return false;
+  long long n = 0;
+  for (; begin != end; ++begin) {
+    const unsigned digit = static_cast<unsigned>(*begin) - u'0';
+    if (digit > 9) return false;
+    n = n * 10 + digit;
+  }
+  value = negative ? -n : n;
+  return true;
+}
+
 // A whole number in [low, high], rounding a fraction halves to even; false otherwise.
 bool readInteger(const XMLCh* begin, const XMLCh* end, long long low, long long high,
                  long long& value) {
+  long long plain = 0;
+  if (plainInteger(begin, end, plain)) {
+    if (plain < low || plain > high) return false;
+    value = plain;
+    return true;
+  }
   std::string text;
   if (!asciiText(begin, end, text)) return false;
   if (text.find_first_of(".eE") == std::string::npos) {
@@ -193,6 +215,26 @@ unsigned long XmlConversion::xmlChToULong(const XMLCh* text) {
 
 float XmlConversion::xmlChToFloat(const XMLCh* text) {
   if (text == nullptr) return 0;
+  // The common form, a sign, digits and a point, goes to from_chars from a stack buffer.
+  char plain[32];
+  std::size_t n = 0;
+  for (const XMLCh* p = text; *p != 0; ++p) {
+    const XMLCh c = *p;
+    if (n == sizeof plain || !((c >= u'0' && c <= u'9') || c == u'.' || c == u'-')) {
+      n = 0;
+      break;
+    }
+    plain[n++] = static_cast<char>(c);
+  }
+  if (n != 0 && plain[0] != '.' && plain[n - 1] != '.') {
+    const char* first = plain + (plain[0] == '-' ? 1 : 0);
+    float value = 0;
+    const std::from_chars_result r =
+        std::from_chars(first, plain + n, value, std::chars_format::fixed);
+    if (r.ec == std::errc() && r.ptr == plain + n && first != plain + n && *first != '-') {
+      return plain[0] == '-' ? -value : value;
+    }
+  }
   std::string ascii;
   if (!corvane_xml_detail::asciiText(text, endOf(text), ascii)) return 0;
   float value = 0;

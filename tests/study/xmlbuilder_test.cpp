@@ -205,9 +205,9 @@ TEST(XmlBuilder, ReadsFiftyTwoValuesThroughBothNamingRanges) {
 TEST(XmlBuilder, TagsAreHexadecimalWithOrWithoutPrefix) {
   EXPECT_THAT(read("<r><element tag='0x0010ABCD' val='a'/><element tag='0010abcd' val='b'/>"
                    "<element tag='12zz' val='c'/><element tag='zz' val='d'/><element val='e'/>"
-                   "<element tag='123456789' val='f'/></r>"),
+                   "<element tag='123456789' val='f'/><element tag='0x000000000000ABC' val='g'/></r>"),
               ElementsAre("string 10abcd a -1", "string 10abcd b -1", "string 12 c -1",
-                          "string 0 d -1", "string 0 e -1", "string ffffffff f -1"));
+                          "string 0 d -1", "string 0 e -1", "string ffffffff f -1", "string abc g -1"));
 }
 
 TEST(XmlBuilder, SkipsTagsWhoseTypeIsUnknownAndOddElements) {

@@ -152,15 +152,17 @@ unsigned long tagOf(const XMLCh* text) {
   if (text == nullptr) return 0;
   while (*text == u' ' || *text == u'\t' || *text == u'\r' || *text == u'\n') ++text;
   if (text[0] == u'0' && (text[1] == u'x' || text[1] == u'X')) text += 2;
-  std::uint64_t value = 0;
-  for (;; ++text) {
-    const XMLCh c = *text;
+  while (*text == u'0') ++text;  // leading zeros add nothing
+  std::uint32_t value = 0;
+  for (const XMLCh* p = text;; ++p) {
+    const XMLCh c = *p;
     const int digit = c < 128 ? kHexDigit[c] : -1;
     if (digit < 0) break;
-    // Saturates: once above 32 bits the value stays there.
-    value = value > UINT32_MAX ? value : value * 16 + static_cast<unsigned>(digit);
+    // Eight significant digits fill 32 bits; a ninth saturates.
+    if (p - text == 8) return UINT32_MAX;
+    value = value * 16 + static_cast<unsigned>(digit);
   }
-  return value > UINT32_MAX ? UINT32_MAX : static_cast<unsigned long>(value);
+  return value;
 }
 
 Xml::Operation operationOf(const XMLCh* op) {
@@ -194,18 +196,27 @@ TaggedValue readTaggedValue(xercesc::AttributeList& attributes) {
   for (XMLSize_t i = 0; i < n; ++i) {
     const XMLCh* name = attributes.getName(i);
     const XMLCh** slot = nullptr;
-    if (same(name, u"tag")) {
-      slot = &entry.tag;
-    } else if (same(name, u"nbE")) {
-      slot = &entry.count;
-    } else if (same(name, u"op")) {
-      slot = &entry.op;
-    } else if (startsWithVal(name)) {
-      if (name[3] == 0) {
-        slot = &entry.val;
-      } else {
-        entry.numbered = true;
-      }
+    switch (name[0]) {
+      case u't':
+        if (same(name, u"tag")) slot = &entry.tag;
+        break;
+      case u'n':
+        if (same(name, u"nbE")) slot = &entry.count;
+        break;
+      case u'o':
+        if (same(name, u"op")) slot = &entry.op;
+        break;
+      case u'v':
+        if (startsWithVal(name)) {
+          if (name[3] == 0) {
+            slot = &entry.val;
+          } else {
+            entry.numbered = true;
+          }
+        }
+        break;
+      default:
+        break;
     }
     // The first of two equal names counts, as a lookup by name would find it.
     if (slot != nullptr && *slot == nullptr) *slot = attributes.getValue(i);
