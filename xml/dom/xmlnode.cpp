@@ -153,17 +153,14 @@ const char* kindName(xmlElementType type) {
   }
 }
 
-// Moves the handle counts of the nodes below top that now belong to to from their old
-// document from.
-void moveHandles(xmlNodePtr top, xmlDocPtr from, xmlDocPtr to) {
-  long moved = 0;
-  xmlNodePtr cur = top;
-  // The same walk as the engine's, counting instead of testing.
-  std::vector<xmlNodePtr> pending{cur};
+// The number of handles on the nodes below top that belong to doc.
+long handlesIn(xmlNodePtr top, xmlDocPtr doc) {
+  long n = 0;
+  std::vector<xmlNodePtr> pending{top};
   while (!pending.empty()) {
-    cur = pending.back();
+    xmlNodePtr cur = pending.back();
     pending.pop_back();
-    if (cur->doc == to) moved += static_cast<long>(reinterpret_cast<std::uintptr_t>(cur->_private));
+    if (cur->doc == doc) n += static_cast<long>(reinterpret_cast<std::uintptr_t>(cur->_private));
     if (cur->type == XML_ELEMENT_NODE) {
       for (xmlAttrPtr a = cur->properties; a != nullptr; a = a->next) pending.push_back(reinterpret_cast<xmlNodePtr>(a));
     }
@@ -171,8 +168,27 @@ void moveHandles(xmlNodePtr top, xmlDocPtr from, xmlDocPtr to) {
       for (xmlNodePtr c = cur->children; c != nullptr; c = c->next) pending.push_back(c);
     }
   }
-  retainDocument(to, moved);
-  releaseDocument(from, moved);
+  return n;
+}
+
+// Moves node (with its subtree) from its document into doc, unlinked, and moves the
+// document references of the handles on its nodes along. Returns how many references
+// the old document must drop; the caller drops them last, since they may be all that
+// keeps it (and the tree node came from) alive.
+long adopt(xmlNodePtr node, xmlDocPtr doc, xmlNodePtr parent) {
+  xmlDocPtr from = node->doc;
+  // Re-homes the names, texts and namespace references of the subtree (the two documents
+  // may keep their names in different dictionaries) and unlinks it.
+  const int failed = xmlDOMWrapAdoptNode(nullptr, from, node, doc, parent, 0);
+  // Counted by where each node now is, so that the counts stay right even if the engine
+  // stopped halfway.
+  const long moved = handlesIn(node, doc);
+  retainDocument(doc, moved);
+  if (failed != 0) {
+    releaseDocument(from, moved);
+    raise(XmlDomError::Fail, "The node could not be moved into this document");
+  }
+  return moved;
 }
 
 }  // namespace
@@ -220,13 +236,10 @@ void appendChild(xmlNodePtr parent, xmlNodePtr child) {
       raise(XmlDomError::Fail, "An entity reference cannot move to another document");
     }
     xmlDocPtr from = child->doc;
-    // Re-homes the names, texts and namespace references of the subtree (the two
-    // documents may keep their names in different dictionaries) and unlinks it.
-    const int failed = xmlDOMWrapAdoptNode(nullptr, from, child, doc, toDocument ? nullptr : parent, 0);
-    moveHandles(child, from, doc);
-    if (failed != 0) raise(XmlDomError::Fail, "The node could not be moved into this document");
+    const long moved = adopt(child, doc, toDocument ? nullptr : parent);
     linkLast(parent, child);
     if (oldTop != child) freeIfOrphaned(oldTop);
+    releaseDocument(from, moved);
     return;
   }
   if (oldTop != child) freeIfOrphaned(oldTop);
@@ -237,10 +250,9 @@ void addAttribute(xmlNodePtr element, xmlNodePtr attribute) {
   if (attribute->parent == element) return;
   if (attribute->parent != nullptr) raise(XmlDomError::Fail, "The attribute belongs to another element");
   if (attribute->doc != element->doc) {
+    // A detached attribute: nothing else of its old document hangs on it.
     xmlDocPtr from = attribute->doc;
-    const int failed = xmlDOMWrapAdoptNode(nullptr, from, attribute, element->doc, element, 0);
-    moveHandles(attribute, from, element->doc);
-    if (failed != 0) raise(XmlDomError::Fail, "The attribute could not be moved into this document");
+    releaseDocument(from, adopt(attribute, element->doc, element));
   }
   xmlAttrPtr a = reinterpret_cast<xmlAttrPtr>(attribute);
   const std::string name = qualifiedName(attribute);
