@@ -647,6 +647,17 @@ TEST(XmlDocument, Validate) {
   EXPECT_FALSE(never.Validate(loaded("<a/>")));
   EXPECT_EQ(XmlDomError::InvalidPointer, domStatus([&] { never.Validate(schema); }));
   EXPECT_EQ(schemaText, str(schema.ToString()));
+
+  // The schema compiler strips comments and blank texts from what it reads: the caller's
+  // schema document and the nodes held in it stay as they were.
+  std::string commented(kSchema);
+  commented.insert(commented.find("<xs:element"), "\n  <!--c-->\n  ");
+  XmlDocument withComment = loaded(commented.c_str());
+  XmlNode comment = withComment.GetElementByTagName("//comment()");
+  const std::string before = str(withComment.ToString());
+  ASSERT_TRUE(doc.Validate(withComment));
+  EXPECT_EQ(before, str(withComment.ToString()));
+  EXPECT_EQ("c", str(comment.Value()));
 }
 
 // Nodes keep their document alive, old trees live on after a load, and a detached
