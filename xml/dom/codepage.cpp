@@ -5,6 +5,8 @@
 // converter: well-formed UTF-8, and ASCII in any ASCII-based code page, goes to the engine
 // as it is, without a copy. Every other code page goes through iconv straight to UTF-8.
 // Bytes a code page cannot decode become U+FFFD; the text is never refused for them.
+#include "xml/dom/detail/engine.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -13,7 +15,6 @@
 #include <iconv.h>
 
 #include "xml/detail/charsets.h"
-#include "xml/dom/detail/engine.h"
 #include "xml/dom/xmldocument.h"
 
 namespace corvane_xml_detail {

@@ -1,5 +1,8 @@
 // xml/dom/xmlnode.cpp: XmlDomError and XmlNode: reading, walking, selecting and growing
 // the nodes of a libxml2 document.
+#include "xml/dom/xmldocument.h"
+
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -10,7 +13,6 @@
 #include <libxml/xpathInternals.h>
 
 #include "xml/dom/detail/engine.h"
-#include "xml/dom/xmldocument.h"
 
 namespace dom = corvane_xml_detail::dom;
 
