@@ -244,6 +244,103 @@ std::size_t wideToAnsiKeepingLowBytes(const XMLCh* text, std::size_t n, char* ou
   return toAnsi(text, n, out, true);
 }
 
+void appendAnsiAsUtf8(const char* text, std::size_t n, std::string& out) {
+  // The characters of 0x80-0x9F; 0xFFFD for the five bytes the code page leaves undefined.
+  static constexpr char16_t kHigh[32] = {
+      0x20AC, 0xFFFD, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+      0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0xFFFD, 0x017D, 0xFFFD,
+      0xFFFD, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+      0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0xFFFD, 0x017E, 0x0178};
+  const std::size_t start = out.size();
+  out.resize(start + 3 * n);  // three bytes per byte at most
+  char* p = &out[0] + start;
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  for (std::size_t i = 0; i < n; ++i) {
+    const unsigned char b = s[i];
+    if (b < 0x80) {
+      *p++ = static_cast<char>(b);
+    } else {
+      p = putUtf8(b >= 0xA0 ? char32_t(b) : char32_t(kHigh[b - 0x80]), p);
+    }
+  }
+  out.resize(static_cast<std::size_t>(p - out.data()));
+}
+
+bool isAscii(const char* text, std::size_t n) {
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    std::uint64_t w;
+    std::memcpy(&w, s + i, 8);
+    if ((w & 0x8080808080808080ULL) != 0) return false;
+  }
+  for (; i < n; ++i) {
+    if (s[i] >= 0x80) return false;
+  }
+  return true;
+}
+
+bool isWellFormedUtf8(const char* text, std::size_t n) {
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  std::size_t i = 0;
+  while (i < n) {
+    // Runs of ASCII are the common case: eight bytes at a time.
+    while (i + 8 <= n) {
+      std::uint64_t w;
+      std::memcpy(&w, s + i, 8);
+      if ((w & 0x8080808080808080ULL) != 0) break;
+      i += 8;
+    }
+    if (i == n) break;
+    if (s[i] < 0x80) {
+      ++i;
+      continue;
+    }
+    char32_t c;
+    const std::size_t len = decodeUtf8(s + i, n - i, c);
+    if (c == kReplacementCharacter && !(len == 3 && s[i] == 0xEF && s[i + 1] == 0xBF && s[i + 2] == 0xBD)) {
+      return false;
+    }
+    i += len;
+  }
+  return true;
+}
+
+void appendRepairedUtf8(const char* text, std::size_t n, std::string& out) {
+  const std::size_t start = out.size();
+  out.resize(start + 3 * n);  // U+FFFD (three bytes) for one byte at most
+  char* p = &out[0] + start;
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  for (std::size_t i = 0; i < n;) {
+    if (s[i] < 0x80) {
+      *p++ = static_cast<char>(s[i++]);
+      continue;
+    }
+    char32_t c;
+    i += decodeUtf8(s + i, n - i, c);
+    p = putUtf8(c, p);
+  }
+  out.resize(static_cast<std::size_t>(p - out.data()));
+}
+
+void appendUtf8AsAnsi(const char* text, std::size_t n, std::string& out) {
+  const std::size_t start = out.size();
+  out.resize(start + n);  // one byte per sequence at most
+  char* p = &out[0] + start;
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  for (std::size_t i = 0; i < n;) {
+    if (s[i] < 0x80) {
+      *p++ = static_cast<char>(s[i++]);
+      continue;
+    }
+    char32_t c;
+    i += decodeUtf8(s + i, n - i, c);
+    const int b = c < 0x10000 ? toCp1252(static_cast<char16_t>(c)) : -1;
+    *p++ = b >= 0 ? static_cast<char>(b) : '?';  // U+FFFD has no byte either
+  }
+  out.resize(static_cast<std::size_t>(p - out.data()));
+}
+
 }  // namespace corvane_xml_detail
 
 using corvane_xml_detail::wideLength;

@@ -9,9 +9,13 @@
 namespace corvane_xml_detail {
 
 void logText(ACE_Log_Priority priority, int line, int status, const std::string& text) {
+  logText(priority, "", line, status, text);
+}
+
+void logText(ACE_Log_Priority priority, const char* file, int line, int status, const std::string& text) {
   const int error = errno;
   ACE_Log_Msg* log = ACE_Log_Msg::instance();
-  log->conditional_set("", line, status, error);
+  log->conditional_set(file, line, status, error);
   log->log(priority, "%s", text.c_str());
 }
 

@@ -19,6 +19,17 @@ int main() {
   } catch (const QVS::MultiElementValue::KeyNotFoundEx& e) {  // typeinfo crosses the boundary
     if (std::string(e.what()) != "key c not found.") return 3;
   }
+  // The document layer, whose engine the consumer never sees.
+  XmlDocument doc;
+  if (!doc.LoadXml("<a x='1'/>")) return 4;
+  XmlNode a = doc.GetDocElementNode();
+  if (std::string(a.GetAttribute("x").c_str()) != "1") return 5;
+  try {
+    a.ParentNode().GetAttribute("x");
+    return 6;
+  } catch (const XmlDomError& e) {  // so does this one
+    if (e.status() != XmlDomError::InvalidPointer) return 7;
+  }
   std::cout << "consumer ok\n";
   return 0;
 }

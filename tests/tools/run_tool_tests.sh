@@ -39,12 +39,23 @@ check study 0 "$expected/study.txt" - -- "$tool" study "$data/study.xml"
 check study_typed 0 "$expected/study-typed.txt" - -- \
   "$tool" study "$data/study.xml" --types "$data/study-types.txt"
 check records 0 "$expected/records.txt" - -- "$tool" records "$data/patient-harddelete.xml"
+check validate 0 - EMPTY -- "$tool" validate "$data/valid.xml" "$data/schema.xsd"
+grep -qx "$data/valid.xml: valid" "$work/validate.out" || fail "validate: $(cat "$work/validate.out")"
+check validate_invalid 1 "$expected/validate-invalid.txt" EMPTY -- sh -c \
+  "cd \"$data\" && \"$tool\" validate invalid.xml schema.xsd"
+check validate_not_schema 1 - 'valid.xml: not an XML Schema document' -- \
+  "$tool" validate "$data/valid.xml" "$data/valid.xml"
+check select 0 "$expected/select.txt" EMPTY -- \
+  "$tool" select "$data/valid.xml" '//Study[ImageCount > 100]/@uid | //PatientName'
+check select_stdin 0 "$expected/select.txt" - -- sh -c \
+  "\"$tool\" select - '//Study[ImageCount > 100]/@uid | //PatientName' < \"$data/valid.xml\""
+check select_bad_xpath 2 - "bad XPath expression '//\\['" -- "$tool" select "$data/valid.xml" '//['
 
 # Broken documents: exit 1, one line naming file, line and column; no library log lines.
 printf '<a><b>x</b>\n<c></a>' >"$work/broken.xml"
-for command in tree study records; do
+for command in tree study records select validate; do
   check "broken_$command" 1 - "^corvane-xml: .*broken.xml:2:6: expected end of tag 'c'$" -- \
-    "$tool" "$command" "$work/broken.xml"
+    "$tool" "$command" "$work/broken.xml" $(case $command in select) echo //a ;; validate) echo "$data/schema.xsd" ;; esac)
   [[ $(wc -l <"$work/broken_$command.err") == 1 ]] || fail "broken_$command: more than one error line"
 done
 check broken_verbose 1 - 'XmlHandler::fatalError' -- "$tool" --verbose tree "$work/broken.xml"

@@ -11,6 +11,8 @@ namespace tool {
 int runTree(const std::vector<std::string>& args, bool verbose);
 int runStudy(const std::vector<std::string>& args, bool verbose);
 int runRecords(const std::vector<std::string>& args, bool verbose);
+int runValidate(const std::vector<std::string>& args, bool verbose);
+int runSelect(const std::vector<std::string>& args, bool verbose);
 int runEscape(const std::vector<std::string>& args, bool verbose);
 int runUnescape(const std::vector<std::string>& args, bool verbose);
 

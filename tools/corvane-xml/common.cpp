@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <regex>
 
 #include <ace/Log_Msg.h>
 #include <ace/Log_Record.h>
@@ -100,6 +101,20 @@ void LogLines::log(ACE_Log_Record& record) {
     if (line.empty() || line.back() != '\n') line += '\n';
     std::cerr << line << std::flush;
   }
+}
+
+std::string locate(const std::string& file, const std::vector<std::string>& lines,
+                   const std::string& fallback) {
+  static const std::regex located(R"(, line (\d+), col (\d+)\. Message: ([^]*)\.\n$)");
+  static const std::regex unlocated(R"(Fatal Error \(Parsing Incomplete\)\. Message: ([^]*)\.\n$)");
+  for (auto it = lines.rbegin(); it != lines.rend(); ++it) {
+    std::smatch m;
+    if (std::regex_search(*it, m, located)) {
+      return displayName(file) + ":" + m[1].str() + ":" + m[2].str() + ": " + m[3].str();
+    }
+    if (std::regex_search(*it, m, unlocated)) return displayName(file) + ": " + m[1].str();
+  }
+  return displayName(file) + ": " + fallback;
 }
 
 std::string toUtf8(const char* text, std::size_t length) {

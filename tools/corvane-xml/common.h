@@ -74,6 +74,11 @@ class LogLines : public ACE_Log_Msg_Callback {
   unsigned long oldFlags_;
 };
 
+// "FILE:LINE:COLUMN: message" out of the SAX framework's fatal-error log line among lines,
+// or "FILE: fallback" when there is none.
+std::string locate(const std::string& file, const std::vector<std::string>& lines,
+                   const std::string& fallback);
+
 // Windows-1252 text (what the library's narrow strings hold) as UTF-8, for the terminal.
 std::string toUtf8(const char* cp1252, std::size_t length);
 std::string toUtf8(const std::string& cp1252);

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <iostream>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,6 +42,15 @@ const std::map<std::string, Command>& commands() {
         "Reads a patient hard-delete tree (an element tree document) and prints its records\n"
         "as an indented outline: patient, orders, exams, studies. Exit status 1 when the\n"
         "patient record is incomplete.\n"}},
+      {"validate",
+       {runValidate, "validate DOC SCHEMA",
+        "Validates DOC against the XML Schema document SCHEMA with the document layer and\n"
+        "prints 'valid', or 'invalid' and the validation error. Exit status 1 when DOC is\n"
+        "invalid, does not parse, or SCHEMA is not a schema.\n"}},
+      {"select",
+       {runSelect, "select DOC XPATH",
+        "Prints the markup of every node the XPath 1.0 expression selects, one per line.\n"
+        "Relative expressions start at the root element; '//name' searches the document.\n"}},
       {"escape",
        {runEscape, "escape",
         "Escapes standard input for XML text and attributes, to standard output. Bytes are\n"
@@ -64,27 +72,13 @@ void usage(std::ostream& out) {
          "--verbose shows the library's own log lines on standard error.\n";
 }
 
-// "FILE:LINE:COLUMN: message" out of the tree reader's log line, or "FILE: what".
-std::string locate(const std::string& file, const LogLines& logs, const std::string& what) {
-  static const std::regex located(R"(, line (\d+), col (\d+)\. Message: ([^]*)\.\n$)");
-  static const std::regex unlocated(R"(Fatal Error \(Parsing Incomplete\)\. Message: ([^]*)\.\n$)");
-  for (auto it = logs.lines().rbegin(); it != logs.lines().rend(); ++it) {
-    std::smatch m;
-    if (std::regex_search(*it, m, located)) {
-      return displayName(file) + ":" + m[1].str() + ":" + m[2].str() + ": " + m[3].str();
-    }
-    if (std::regex_search(*it, m, unlocated)) return displayName(file) + ": " + m[1].str();
-  }
-  return displayName(file) + ": " + what;
-}
-
 void readTree(const std::string& path, QVS::Element& root, bool verbose) {
   std::unique_ptr<InputFileStream> in = openInput(path);
   LogLines logs(verbose);
   try {
     QVS::XmlUtils::streamIn(*in, root, displayName(path).c_str());
   } catch (const XmlException::XmlExceptionBase& e) {
-    throw DocumentError(locate(path, logs, e.what()));
+    throw DocumentError(locate(path, logs.lines(), e.what()));
   }
   if (in->Failed()) throw FileError(displayName(path) + ": read error");
 }

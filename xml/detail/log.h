@@ -15,6 +15,9 @@ namespace corvane_xml_detail {
 // show), so text is the whole line.
 void logText(ACE_Log_Priority priority, int line, int status, const std::string& text);
 
+// As above, with file as the record's source file name.
+void logText(ACE_Log_Priority priority, const char* file, int line, int status, const std::string& text);
+
 // A UTF-16 text for a log line, in UTF-8; null gives "".
 std::string logField(const XMLCh* text);
 
