@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,11 @@ bool replay(const std::filesystem::path& file) {
   }
   const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   // A copy of exactly the input's size, so that a read past its end shows under the
-  // address sanitizer as it would under libFuzzer.
-  std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
-  LLVMFuzzerTestOneInput(input.empty() ? nullptr : input.data(), input.size());
+  // address sanitizer as it would under libFuzzer; like libFuzzer, never a null pointer,
+  // even for an empty input.
+  const std::unique_ptr<std::uint8_t[]> input(new std::uint8_t[bytes.size()]);
+  std::copy(bytes.begin(), bytes.end(), input.get());
+  LLVMFuzzerTestOneInput(input.get(), bytes.size());
   return true;
 }
 

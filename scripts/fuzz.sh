@@ -29,8 +29,9 @@ CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCORVANE_X
   -DCORVANE_XML_BUILD_TOOLS=OFF -DCORVANE_XML_INSTALL=OFF >/dev/null
 cmake --build "$build" -j"$(nproc)"
 
-export ASAN_OPTIONS="detect_leaks=1:halt_on_error=1:abort_on_error=1"
+export ASAN_OPTIONS="detect_leaks=1:halt_on_error=1:abort_on_error=1:fast_unwind_on_malloc=0"
 export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
+export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
 mkdir -p "$build/artifacts"
 failed=()
 while read -r name; do
