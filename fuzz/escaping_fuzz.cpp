@@ -1,12 +1,11 @@
 // fuzz/escaping_fuzz.cpp: ConvertStringToXmlString and ConvertXmlStringToString.
 //
 // The input, cut at its first zero byte, is escaped from 32 start offsets in turn (the
-// escaper reads whole aligned blocks). The result must be exactly
-// the byte-wise escape of the input (checked against a plain loop written here), hand
-// back the input itself when nothing needed escaping, and unescape to the input with
-// control bytes as spaces and bytes from 0x80 in their two-byte form; for input below
-// 0x80 without control bytes that is the input itself. Unescaping the raw input must
-// never grow it.
+// escaper reads whole aligned blocks). The result must be exactly the byte-wise escape
+// of the input (checked against a plain loop written here), hand back the input itself
+// when nothing needed escaping, and unescape to the input with control bytes as spaces
+// and bytes from 0x80 in their two-byte form; for input below 0x80 without control
+// bytes that is the input itself. Unescaping the raw input must never grow it.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
