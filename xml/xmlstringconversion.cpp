@@ -88,13 +88,13 @@ __attribute__((target("ssse3"), no_sanitize_address)) inline unsigned stopMask16
          0xFFFFu;
 }
 
-__attribute__((target("default"), no_sanitize_address)) const char* findStop(const char* s) {
+__attribute__((no_sanitize_address)) inline const char* findStopDefault(const char* s) {
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s);
   while (!stops(*p)) ++p;
   return reinterpret_cast<const char*>(p);
 }
 
-__attribute__((target("ssse3"), no_sanitize_address)) const char* findStop(const char* s) {
+__attribute__((target("ssse3"), no_sanitize_address)) inline const char* findStopSsse3(const char* s) {
   const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(s) & 15u;
   const char* block = s - offset;
   unsigned mask = stopMask16(block) & (0xFFFFu << offset);
@@ -116,7 +116,7 @@ __attribute__((target("avx2"), no_sanitize_address)) inline unsigned stopMask32(
       _mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_and_si256(l, h), _mm256_setzero_si256())));
 }
 
-__attribute__((target("avx2"), no_sanitize_address)) const char* findStop(const char* s) {
+__attribute__((target("avx2"), no_sanitize_address)) inline const char* findStopAvx2(const char* s) {
   const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(s) & 31u;
   const char* block = s - offset;
   unsigned mask = stopMask32(block) & (0xFFFFFFFFu << offset);
@@ -129,7 +129,7 @@ __attribute__((target("avx2"), no_sanitize_address)) const char* findStop(const 
 
 // The 32 bytes at the 32-byte aligned block: the stop bits in the low half, the bits
 // of zero bytes in the high half.
-__attribute__((target("default"), no_sanitize_address)) std::uint64_t blockMask(const char* block) {
+__attribute__((no_sanitize_address)) inline std::uint64_t blockMaskDefault(const char* block) {
   std::uint64_t mask = 0;
   for (unsigned i = 0; i < 32; ++i) {
     if (stops(static_cast<unsigned char>(block[i]))) mask |= std::uint64_t{1} << i;
@@ -143,17 +143,35 @@ __attribute__((target("ssse3"), no_sanitize_address)) inline unsigned zeroMask16
       _mm_load_si128(reinterpret_cast<const __m128i*>(p)), _mm_setzero_si128())));
 }
 
-__attribute__((target("ssse3"), no_sanitize_address)) std::uint64_t blockMask(const char* block) {
+__attribute__((target("ssse3"), no_sanitize_address)) inline std::uint64_t blockMaskSsse3(const char* block) {
   const std::uint64_t zeros = zeroMask16(block) | (zeroMask16(block + 16) << 16);
   return (stopMask16(block) | (stopMask16(block + 16) << 16)) | (zeros << 32);
 }
 
-__attribute__((target("avx2"), no_sanitize_address)) std::uint64_t blockMask(const char* block) {
+__attribute__((target("avx2"), no_sanitize_address)) inline std::uint64_t blockMaskAvx2(const char* block) {
   const __m256i v = _mm256_load_si256(reinterpret_cast<const __m256i*>(block));
   const std::uint64_t zeros =
       static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(v, _mm256_setzero_si256())));
   return stopMask32(block) | (zeros << 32);
 }
+
+// The loader picks one version of each per processor (function multiversioning). They
+// only forward, since clang does not allow sanitizer attributes on multiversioned
+// functions; where the sanitizers are off the bodies are inlined here. clang takes the
+// versions only the loader calls for unused functions.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wunused-function"
+#endif
+__attribute__((target("default"))) const char* findStop(const char* s) { return findStopDefault(s); }
+__attribute__((target("ssse3"))) const char* findStop(const char* s) { return findStopSsse3(s); }
+__attribute__((target("avx2"))) const char* findStop(const char* s) { return findStopAvx2(s); }
+__attribute__((target("default"))) std::uint64_t blockMask(const char* block) { return blockMaskDefault(block); }
+__attribute__((target("ssse3"))) std::uint64_t blockMask(const char* block) { return blockMaskSsse3(block); }
+__attribute__((target("avx2"))) std::uint64_t blockMask(const char* block) { return blockMaskAvx2(block); }
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 
 #undef CORVANE_XML_LO_NIBBLES
 #undef CORVANE_XML_HI_NIBBLES

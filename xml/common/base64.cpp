@@ -6,7 +6,7 @@
 
 namespace {
 
-const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 // 0-63 for alphabet bytes, kSkip for everything else, kPad for '='.
 enum : unsigned char { kSkip = 0x80, kPad = 0x81 };
