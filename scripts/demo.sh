@@ -27,7 +27,7 @@ show "$tool" select "$data/valid.xml" "//Study[ImageCount > 100]"
 printf '\n\033[1m$ echo %s | %s escape\033[0m\n' "'Chest <routine> & \"contrast\"'" "$tool"
 echo 'Chest <routine> & "contrast"' | "$tool" escape
 echo
-printf '\n\033[1m$ %s tree broken.xml\033[0m\n' "$tool"
+printf '\n\033[1m$ printf %s | %s tree -\033[0m\n' "'<Study><Series>\\n</Study>'" "$tool"
 printf '<Study><Series>\n</Study>' | "$tool" tree - || printf '(exit status %d)\n' "$?"
 printf '\n\033[1m$ %s\033[0m\n' "$build/examples/corvane_xml_tree_demo"
 "$build/examples/corvane_xml_tree_demo"

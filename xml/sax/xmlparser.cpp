@@ -3,22 +3,17 @@
 #include "xml/sax/xmlparser.h"
 
 #include <climits>
-#include <cstddef>
 #include <string>
 #include <stdexcept>
-#include <unordered_map>
 #include <vector>
 
 #include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/framework/XMLEntityDecl.hpp>
 #include <xercesc/framework/XMLPScanToken.hpp>
 #include <xercesc/parsers/SAXParser.hpp>
 #include <xercesc/sax/AttributeList.hpp>
-#include <xercesc/sax/DTDHandler.hpp>
 #include <xercesc/sax/SAXException.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
-#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
 #include "xml/detail/attributesaccess.h"
 #include "xml/detail/charsets.h"
@@ -146,240 +141,9 @@ xercesc::InputSource* XmlEntityResolver::resolveEntity(const XMLCh* const /*publ
 }
 
 // ---------------------------------------------------------------------------------
-// Entity expansion limit
-
-namespace {
-
-//
-// At its defaults the parser expands internal entities without any limit: a document of
-// a few hundred bytes whose entities each name the previous one ten times ("billion
-// laughs") makes it produce gigabytes of text, for hours. No parser option is changed
-// to stop that; instead the parser the library makes watches the entity declarations
-// and the entity references in content, and ends the parse with
-// XmlException::ParserError as soon as
-// - one internal entity would expand to more than kMaxEntityExpansion characters, or
-// - the entity references in a document's content together would.
-// Every entity reference inside an expansion counts as one character more, so that
-// nesting references to empty or external entities is bounded too. References in
-// attribute values are expanded by the parser before anything is reported; each of
-// them is bounded by the first rule.
-
-constexpr std::size_t kMaxEntityExpansion = 100000;
-
-class EntityBudget {
- public:
-  void reset() {
-    names_.clear();
-    entities_.clear();
-    stale_ = false;
-    open_.clear();
-    total_ = 0;
-  }
-
-  // An internal general entity's declaration: its replacement text, whose general
-  // entity references are still unexpanded (character references were replaced).
-  void declare(const XMLCh* name, const XMLCh* value, std::size_t length) {
-    const std::size_t id = intern(name);
-    if (entities_[id].declared) return;  // the first declaration binds
-    if (entities_[id].referred) stale_ = true;  // earlier expansions counted it as empty
-    Entity entity;
-    entity.declared = true;
-    entity.referred = entities_[id].referred;
-    for (std::size_t i = 0; i < length; ++i) {
-      if (value[i] != u'&') {
-        ++entity.literal;
-        continue;
-      }
-      std::size_t end = i + 1;
-      while (end < length && value[end] != u';') ++end;
-      const std::u16string ref(value + i + 1, value + end);
-      if (!ref.empty() && ref[0] != u'#' && !predefined(ref)) {
-        const std::size_t target = intern(ref.c_str());
-        entities_[target].referred = true;
-        entity.refs.push_back(target);
-      } else {
-        ++entity.literal;  // a character reference or a predefined entity: one character
-      }
-      i = end;
-    }
-    // The entities it names are either measured already or not declared yet, and then
-    // count as empty until settle() measures again.
-    entity.size = entity.literal;
-    for (const std::size_t ref : entity.refs) entity.size = add(entity.size, 1 + sizeOf(ref));
-    entities_[id] = std::move(entity);
-    if (entities_[id].size > kMaxEntityExpansion) refuse(name);
-  }
-
-  // Measures every entity again when one was declared after another named it: called
-  // before anything expands entities (attribute defaults, content).
-  void settle() {
-    if (!stale_) return;
-    stale_ = false;
-    // Depth-first, with its own stack; a cycle (which the parser refuses when it
-    // expands it) counts as empty.
-    enum { kNew, kOpen, kDone };
-    std::vector<char> state(entities_.size(), kNew);
-    std::vector<std::pair<std::size_t, std::size_t>> stack;  // entity, next reference
-    for (std::size_t root = 0; root < entities_.size(); ++root) {
-      if (!entities_[root].declared || state[root] != kNew) continue;
-      stack.push_back({root, 0});
-      state[root] = kOpen;
-      entities_[root].size = entities_[root].literal;
-      while (!stack.empty()) {
-        auto& [id, next] = stack.back();
-        Entity& entity = entities_[id];
-        if (next < entity.refs.size()) {
-          const std::size_t ref = entity.refs[next++];
-          if (entities_[ref].declared && state[ref] == kNew) {
-            state[ref] = kOpen;
-            entities_[ref].size = entities_[ref].literal;
-            stack.push_back({ref, 0});
-          } else {
-            entity.size = add(entity.size, 1 + (state[ref] == kDone ? entities_[ref].size : 0));
-          }
-          continue;
-        }
-        state[id] = kDone;
-        const std::size_t done = id;
-        stack.pop_back();
-        if (entities_[done].size > kMaxEntityExpansion) refuse(nameOf(done));
-        if (!stack.empty()) {
-          Entity& parent = entities_[stack.back().first];
-          parent.size = add(parent.size, 1 + entities_[done].size);
-        }
-      }
-    }
-  }
-
-  // A reference in content. References within an internal entity's expansion are
-  // reported too but are counted in its size already; those in an external entity's
-  // text (read from a stream, not measured) are counted one by one.
-  void enter(const XMLCh* name, bool external) {
-    settle();
-    const bool counted = open_.empty() || !open_.back();
-    open_.push_back(!external);
-    if (!counted) return;
-    const auto it = names_.find(name);
-    const std::size_t size = it == names_.end() ? 0 : sizeOf(it->second);
-    total_ = add(total_, 1 + size);
-    if (total_ > kMaxEntityExpansion) {
-      refuse("XmlParser: the entity references of the document expand to more than " +
-             std::to_string(kMaxEntityExpansion) + " characters.");
-    }
-  }
-
-  void leave() {
-    if (!open_.empty()) open_.pop_back();
-  }
-
- private:
-  struct Entity {
-    bool declared = false;
-    bool referred = false;  // named in an entity declared before it
-    std::size_t literal = 0;
-    std::vector<std::size_t> refs;
-    std::size_t size = 0;  // expanded, at most kMaxEntityExpansion + 1
-  };
-
-  static std::size_t add(std::size_t a, std::size_t b) {
-    return a + b > kMaxEntityExpansion ? kMaxEntityExpansion + 1 : a + b;
-  }
-
-  static bool predefined(const std::u16string& name) {
-    return name == u"lt" || name == u"gt" || name == u"amp" || name == u"apos" || name == u"quot";
-  }
-
-  std::size_t intern(const XMLCh* name) {
-    const auto inserted = names_.emplace(name, entities_.size());
-    if (inserted.second) entities_.emplace_back();
-    return inserted.first->second;
-  }
-
-  std::size_t sizeOf(std::size_t id) const { return entities_[id].declared ? entities_[id].size : 0; }
-
-  const XMLCh* nameOf(std::size_t id) const {
-    for (const auto& n : names_) {
-      if (n.second == id) return n.first.c_str();
-    }
-    return u"";
-  }
-
-  [[noreturn]] static void refuse(const XMLCh* name) {
-    refuse("XmlParser: the entity " + logField(name) + " expands to more than " +
-           std::to_string(kMaxEntityExpansion) + " characters.");
-  }
-
-  [[noreturn]] static void refuse(const std::string& message) {
-    logText(LM_ERROR, __LINE__, -1, message + "\n");
-    throw XmlException::ParserError(ACE_CString(message.c_str()));
-  }
-
-  std::unordered_map<std::u16string, std::size_t> names_;
-  std::vector<Entity> entities_;
-  bool stale_ = false;
-  std::vector<bool> open_;  // the references being expanded, innermost last: internal?
-  std::size_t total_ = 0;
-};
-
-// Takes the SAX DTD events the parser reports only while a DTD handler is installed,
-// and does nothing with them.
-class NoDtdEvents : public xercesc::DTDHandler {
- public:
-  void notationDecl(const XMLCh* const, const XMLCh* const, const XMLCh* const) override {}
-  void unparsedEntityDecl(const XMLCh* const, const XMLCh* const, const XMLCh* const,
-                          const XMLCh* const) override {}
-  void resetDocType() override {}
-};
-
-// The SAX parser with the entity budget: the parser's own document-type and document
-// callbacks, which it makes whatever handlers are installed, are watched and passed on.
-// The parser reports declarations only while it has a DTD handler, hence NoDtdEvents.
-class BudgetedSaxParser : public xercesc::SAXParser {
- public:
-  BudgetedSaxParser() { setDTDHandler(&noDtdEvents_); }
-
-  void resetDocument() override {
-    budget_.reset();
-    SAXParser::resetDocument();
-  }
-  void entityDecl(const xercesc::DTDEntityDecl& decl, const bool isPEDecl, const bool isIgnored) override {
-    if (!isPEDecl && !isIgnored && !decl.isExternal() && decl.getValue() != nullptr) {
-      budget_.declare(decl.getName(), decl.getValue(), decl.getValueLen());
-    }
-    SAXParser::entityDecl(decl, isPEDecl, isIgnored);
-  }
-  void startAttList(const xercesc::DTDElementDecl& decl) override {
-    budget_.settle();
-    SAXParser::startAttList(decl);
-  }
-  void endIntSubset() override {
-    budget_.settle();
-    SAXParser::endIntSubset();
-  }
-  void endExtSubset() override {
-    budget_.settle();
-    SAXParser::endExtSubset();
-  }
-  void startEntityReference(const xercesc::XMLEntityDecl& decl) override {
-    budget_.enter(decl.getName(), decl.isExternal());
-    SAXParser::startEntityReference(decl);
-  }
-  void endEntityReference(const xercesc::XMLEntityDecl& decl) override {
-    budget_.leave();
-    SAXParser::endEntityReference(decl);
-  }
-
- private:
-  NoDtdEvents noDtdEvents_;
-  EntityBudget budget_;
-};
-
-}  // namespace
-
-// ---------------------------------------------------------------------------------
 // Parser driver
 
-XmlParser::XmlParser() : parser_(new BudgetedSaxParser()), token_(nullptr) {}
+XmlParser::XmlParser() : parser_(new xercesc::SAXParser()), token_(nullptr) {}
 
 XmlParser::~XmlParser() {
   delete token_;
