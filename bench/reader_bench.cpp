@@ -14,11 +14,9 @@
 #include <benchmark/benchmark.h>
 #include <libxml/parser.h>
 #include <pugixml.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/parsers/SAXParser.hpp>
-#include <xercesc/sax/HandlerBase.hpp>
 
 #include "bench/corpus.h"
+#include "bench/peers.h"
 #include "xml/corvane_xml.h"
 
 namespace {
@@ -44,15 +42,7 @@ bool have(benchmark::State& state, const std::string& bytes) {
 void BM_BareXercesSax_Peer(benchmark::State& state) {
   const std::string& bytes = document(static_cast<int>(state.range(0)));
   if (!have(state, bytes)) return;
-  xercesc::HandlerBase handler;
-  for (auto _ : state) {
-    xercesc::SAXParser parser;
-    parser.setDocumentHandler(&handler);
-    parser.setErrorHandler(&handler);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(bytes.data()),
-                                            bytes.size(), "bench", false);
-    parser.parse(source);
-  }
+  for (auto _ : state) bench::bareXercesParse(bytes);
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes.size()));
 }
 BENCHMARK(BM_BareXercesSax_Peer)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);

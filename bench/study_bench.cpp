@@ -7,11 +7,9 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/parsers/SAXParser.hpp>
-#include <xercesc/sax/HandlerBase.hpp>
 
 #include "bench/corpus.h"
+#include "bench/peers.h"
 #include "xml/corvane_xml.h"
 
 namespace {
@@ -23,15 +21,7 @@ const std::string& document() {
 
 void BM_BareXercesSax_Peer(benchmark::State& state) {
   const std::string& bytes = document();
-  xercesc::HandlerBase handler;
-  for (auto _ : state) {
-    xercesc::SAXParser parser;
-    parser.setDocumentHandler(&handler);
-    parser.setErrorHandler(&handler);
-    const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(bytes.data()),
-                                            bytes.size(), "bench", false);
-    parser.parse(source);
-  }
+  for (auto _ : state) bench::bareXercesParse(bytes);
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes.size()));
 }
 BENCHMARK(BM_BareXercesSax_Peer)->Unit(benchmark::kMillisecond);

@@ -188,6 +188,18 @@ TEST(XmlBuilder, ValueCountsSelectTheAttributesAndTheOverload) {
               ElementsAre("long 3 5 -1", "longs 3 [] -1", "longs 3 [] -1", "bins 3 [] -1"));
 }
 
+TEST(XmlBuilder, CountsTooLargeToHonourAreSkipped) {
+  LogCapture capture;
+  EXPECT_THAT(read("<r><element tag='3' nbE='2000000' val1='1'/><binary tag='3' nbE='1048577'/>"
+                   "<element tag='3' val='7'/></r>"),
+              ElementsAre("long 3 7 -1"));
+  ASSERT_EQ(2u, capture.lines().size());
+  EXPECT_EQ(LM_WARNING, capture.lines()[0].priority);
+  EXPECT_EQ("XmlStudyHandler::startElement: value count 2000000 of tag 00000003 is above 1048576; "
+            "entry skipped.\n",
+            capture.lines()[0].text);
+}
+
 TEST(XmlBuilder, ReadsFiftyTwoValuesThroughBothNamingRanges) {
   std::string doc = "<r><element tag='3' nbE='52'";
   std::string expected = "longs 3 [";

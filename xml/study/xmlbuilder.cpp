@@ -6,6 +6,7 @@
 #include "xml/study/xmlbuilder.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 #include <ace/Log_Msg.h>
@@ -170,7 +171,7 @@ Xml::Operation operationOf(const XMLCh* op) {
 }
 
 // The attributes of one tagged value ("element", "diff", "binary", "binDiff").
-struct TaggedValue {
+struct TaggedAttributes {
   const XMLCh* tag = nullptr;
   const XMLCh* count = nullptr;
   const XMLCh* op = nullptr;
@@ -190,8 +191,8 @@ std::uint64_t valueNumber(const XMLCh* name) {
   return n;
 }
 
-TaggedValue readTaggedValue(xercesc::AttributeList& attributes) {
-  TaggedValue entry;
+TaggedAttributes readTaggedAttributes(xercesc::AttributeList& attributes) {
+  TaggedAttributes entry;
   const XMLSize_t n = attributes.getLength();
   for (XMLSize_t i = 0; i < n; ++i) {
     const XMLCh* name = attributes.getName(i);
@@ -259,18 +260,35 @@ class NumberedValues {
   const XMLCh** texts_;
 };
 
-void logTooMany(const TaggedValue& entry, long count) {
-  logText(LM_WARNING, __LINE__, 0,
-          "XmlStudyHandler::startElement: value count " + std::to_string(count) + " of tag " +
-              logField(entry.tag) + " is above " + std::to_string(XmlBuilder::MaxValueCount) +
-              "; entry skipped.\n");
+// One tagged value as the builder gets it: the tag, the number of values ("nbE", 1 when
+// absent, 0 when negative), the operation (PlusOp outside deltas) and the single value.
+struct TaggedValue {
+  unsigned long tag;
+  long count;
+  Xml::Operation op;
+  const XMLCh* val;
+  bool numbered;
+};
+
+TaggedValue readTaggedValue(xercesc::AttributeList& attributes, bool delta) {
+  const TaggedAttributes a = readTaggedAttributes(attributes);
+  long count = 1;
+  if (a.count != nullptr) {
+    count = XmlConversion::xmlChToLong(a.count);
+    if (count < 0) count = 0;
+  }
+  return {tagOf(a.tag), count, delta ? operationOf(a.op) : Xml::PlusOp, a.val, a.numbered};
 }
 
-// The number of values of a tagged value: "nbE", 1 when absent, 0 when negative.
-long valueCount(const TaggedValue& entry) {
-  if (entry.count == nullptr) return 1;
-  const long count = XmlConversion::xmlChToLong(entry.count);
-  return count < 0 ? 0 : count;
+// False, with a warning, for a count too large to honour.
+bool countHonoured(const TaggedValue& entry) {
+  if (entry.count <= XmlBuilder::MaxValueCount) return true;
+  char tag[16];
+  std::snprintf(tag, sizeof tag, "%08lX", entry.tag);
+  logText(LM_WARNING, __LINE__, 0,
+          "XmlStudyHandler::startElement: value count " + std::to_string(entry.count) + " of tag " +
+              tag + " is above " + std::to_string(XmlBuilder::MaxValueCount) + "; entry skipped.\n");
+  return false;
 }
 
 // The narrow texts of texts (absent ones empty), in buffer.
@@ -291,15 +309,14 @@ std::vector<T> convertAll(const NumberedValues& texts, Convert convert) {
 
 void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta,
             ACE_CString& text, std::vector<ACE_CString>& texts) {
-  const TaggedValue entry = readTaggedValue(attributes);
-  const unsigned long tag = tagOf(entry.tag);
-  const long count = valueCount(entry);
-  const Xml::Operation op = delta ? operationOf(entry.op) : Xml::PlusOp;
+  const TaggedValue entry = readTaggedValue(attributes, delta);
+  const unsigned long tag = entry.tag;
+  const Xml::Operation op = entry.op;
   Xml::Type (*getType)(unsigned long) = builder.getTypeCallback();
   const Xml::Type type = getType != nullptr ? getType(tag) : Xml::Type(0);
   if (type < Xml::StringType || type > Xml::FloatType) return;
 
-  if (count == 1) {
+  if (entry.count == 1) {
     const XMLCh* value = entry.val;
     switch (type) {
       case Xml::StringType:
@@ -322,11 +339,8 @@ void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta,
     }
     return;
   }
-  if (count > XmlBuilder::MaxValueCount) {
-    logTooMany(entry, count);
-    return;
-  }
-  const NumberedValues values(attributes, entry.numbered, static_cast<std::size_t>(count));
+  if (!countHonoured(entry)) return;
+  const NumberedValues values(attributes, entry.numbered, static_cast<std::size_t>(entry.count));
   switch (type) {
     case Xml::StringType:
       builder.startElement(tag, narrowAll(values, texts), op);
@@ -350,20 +364,13 @@ void tagged(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta,
 
 void binary(XmlBuilder& builder, xercesc::AttributeList& attributes, bool delta,
             ACE_CString& text, std::vector<ACE_CString>& texts) {
-  const TaggedValue entry = readTaggedValue(attributes);
-  const unsigned long tag = tagOf(entry.tag);
-  const long count = valueCount(entry);
-  const Xml::Operation op = delta ? operationOf(entry.op) : Xml::PlusOp;
-  if (count == 1) {
-    builder.startBinElement(tag, narrow(entry.val, text), op);
-    return;
+  const TaggedValue entry = readTaggedValue(attributes, delta);
+  if (entry.count == 1) {
+    builder.startBinElement(entry.tag, narrow(entry.val, text), entry.op);
+  } else if (countHonoured(entry)) {
+    const NumberedValues values(attributes, entry.numbered, static_cast<std::size_t>(entry.count));
+    builder.startBinElement(entry.tag, narrowAll(values, texts), entry.op);
   }
-  if (count > XmlBuilder::MaxValueCount) {
-    logTooMany(entry, count);
-    return;
-  }
-  const NumberedValues values(attributes, entry.numbered, static_cast<std::size_t>(count));
-  builder.startBinElement(tag, narrowAll(values, texts), op);
 }
 
 // "\nWarning at file <system id>, line <n>, char <n>\n  Message: <message>": the text of
