@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
-#include <regex>
 
 #include <ace/Log_Msg.h>
 #include <ace/Log_Record.h>
@@ -103,16 +102,50 @@ void LogLines::log(ACE_Log_Record& record) {
   }
 }
 
+namespace {
+
+// The digits at text[at...], advancing at past them; false when there are none.
+bool digitsAt(const std::string& text, std::size_t& at, std::string& digits) {
+  const std::size_t start = at;
+  while (at < text.size() && text[at] >= '0' && text[at] <= '9') ++at;
+  digits = text.substr(start, at - start);
+  return at > start;
+}
+
+// The message between marker and the line's closing ".\n".
+bool messageAfter(const std::string& line, std::size_t at, const char* marker, std::string& message) {
+  const std::size_t length = std::strlen(marker);
+  if (line.compare(at, length, marker) != 0 || line.size() < at + length + 2 ||
+      line.compare(line.size() - 2, 2, ".\n") != 0) {
+    return false;
+  }
+  message = line.substr(at + length, line.size() - 2 - (at + length));
+  return true;
+}
+
+}  // namespace
+
 std::string locate(const std::string& file, const std::vector<std::string>& lines,
                    const std::string& fallback) {
-  static const std::regex located(R"(, line (\d+), col (\d+)\. Message: ([^]*)\.\n$)");
-  static const std::regex unlocated(R"(Fatal Error \(Parsing Incomplete\)\. Message: ([^]*)\.\n$)");
+  // "... in file <id>, line <n>, col <n>. Message: <message>.\n", or, without a location,
+  // "... Fatal Error (Parsing Incomplete). Message: <message>.\n".
   for (auto it = lines.rbegin(); it != lines.rend(); ++it) {
-    std::smatch m;
-    if (std::regex_search(*it, m, located)) {
-      return displayName(file) + ":" + m[1].str() + ":" + m[2].str() + ": " + m[3].str();
+    const std::string& line = *it;
+    std::string lineNo, column, message;
+    for (std::size_t at = line.rfind(", line "); at != std::string::npos && at > 0;
+         at = line.rfind(", line ", at - 1)) {
+      std::size_t p = at + 7;
+      if (digitsAt(line, p, lineNo) && line.compare(p, 6, ", col ") == 0 &&
+          digitsAt(line, p += 6, column) && messageAfter(line, p, ". Message: ", message)) {
+        return displayName(file) + ":" + lineNo + ":" + column + ": " + message;
+      }
     }
-    if (std::regex_search(*it, m, unlocated)) return displayName(file) + ": " + m[1].str();
+    const char* unlocated = "Fatal Error (Parsing Incomplete)";
+    const std::size_t at = line.find(unlocated);
+    if (at != std::string::npos &&
+        messageAfter(line, at + std::strlen(unlocated), ". Message: ", message)) {
+      return displayName(file) + ": " + message;
+    }
   }
   return displayName(file) + ": " + fallback;
 }

@@ -42,16 +42,25 @@ const char* Element::NoValueSetEx::what() const noexcept {
 // Element
 
 Element::Element(const ACE_CString& key, int weight)
-    : key_(key), weight_(weight), attributes_(nullptr), value_(nullptr) {}
+    : key_(key), weight_(weight), attributesInBlock_(false), attributes_(nullptr), value_(nullptr) {}
 
 Element::Element(int length, const char* chars, int weight)
     : key_(chars, length > 0 ? static_cast<ACE_CString::size_type>(length) : 0),
       weight_(weight),
+      attributesInBlock_(false),
       attributes_(nullptr),
       value_(nullptr) {}
 
+void* Element::operator new(std::size_t size) { return ::operator new(size); }
+
+void Element::operator delete(void* block) noexcept { ::operator delete(block); }
+
 Element::Element(const Element& other)
-    : key_(other.key_), weight_(other.weight_), attributes_(nullptr), value_(nullptr) {
+    : key_(other.key_),
+      weight_(other.weight_),
+      attributesInBlock_(false),
+      attributes_(nullptr),
+      value_(nullptr) {
   std::unique_ptr<AttributeVector> attributes;
   if (other.attributes_ != nullptr) attributes.reset(new AttributeVector(*other.attributes_));
   if (other.value_ != nullptr) value_ = ValueTree::clone(*other.value_);
@@ -69,7 +78,7 @@ Element& Element::operator=(const Element& other) {
 
   key_.swap(key);
   weight_ = other.weight_;
-  delete attributes_;
+  dropAttributes();
   attributes_ = attributes.release();
   adoptValue(value.release());
   return *this;
@@ -77,7 +86,17 @@ Element& Element::operator=(const Element& other) {
 
 Element::~Element() {
   delete value_;
-  delete attributes_;
+  dropAttributes();
+}
+
+void Element::dropAttributes() noexcept {
+  if (attributesInBlock_) {
+    attributes_->~AttributeVector();
+    attributesInBlock_ = false;
+  } else {
+    delete attributes_;
+  }
+  attributes_ = nullptr;
 }
 
 void Element::adoptValue(ValueBase* value) noexcept {
@@ -146,10 +165,7 @@ const AttributeVector& Element::attributes() const noexcept {
   return attributes_ == nullptr ? kNoAttributes : *attributes_;
 }
 
-void Element::clearAttributes() noexcept {
-  delete attributes_;
-  attributes_ = nullptr;
-}
+void Element::clearAttributes() noexcept { dropAttributes(); }
 
 bool Element::hasEmptyValue() const {
   if (value_ == nullptr) return true;

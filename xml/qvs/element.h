@@ -151,6 +151,14 @@ class CORVANE_XML_API Element {
   // A deep copy that the caller owns.
   Element* clone() const;
 
+  // Elements are allocated and freed through these, whole: the tree reader keeps an
+  // element's key and attribute texts in the element's own heap block, so a delete frees
+  // the block as it was allocated, whatever its size.
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t, void* where) noexcept { return where; }
+  static void operator delete(void* block) noexcept;
+  static void operator delete(void*, void*) noexcept {}
+
  private:
   friend class MultiElementValue;
   friend struct ValueTree;
@@ -158,8 +166,12 @@ class CORVANE_XML_API Element {
   // Takes over value (may be null) without copying; the old value is deleted.
   void adoptValue(ValueBase* value) noexcept;
 
+  // Frees the attribute list, which the reader may have placed in the element's block.
+  void dropAttributes() noexcept;
+
   ACE_CString key_;
   int weight_;
+  bool attributesInBlock_;  // attributes_ lives in this element's heap block
   AttributeVector* attributes_;
   ValueBase* value_;
 };

@@ -58,6 +58,27 @@ SingleValue* ValueTree::newSingle(const char* text, std::size_t length) {
   return BlockSingleValue::make(text, length);
 }
 
+Element* ValueTree::newElementInBlock(std::size_t attributes, std::size_t room, char*& rest) {
+  static_assert(sizeof(Element) % alignof(AttributeVector) == 0, "the list follows the element");
+  const std::size_t list = attributes > 0 ? sizeof(AttributeVector) : 0;
+  void* block = Element::operator new(sizeof(Element) + list + room);
+  Element* e = new (block) Element(0, "", -1);
+  rest = static_cast<char*>(block) + sizeof(Element);
+  if (attributes > 0) {
+    try {
+      AttributeVector* vector = new (rest) AttributeVector;
+      e->attributes_ = vector;
+      e->attributesInBlock_ = true;
+      vector->reserve(attributes);
+    } catch (...) {
+      delete e;
+      throw;
+    }
+    rest += list;
+  }
+  return e;
+}
+
 namespace {
 
 // ---------------------------------------------------------------------------------

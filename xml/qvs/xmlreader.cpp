@@ -81,37 +81,53 @@ class TreeReader : public corvane_xml_detail::XmlHandler {
         record.valueList = &record.element->addMulti();
         record.elementList = nullptr;  // it was the value just replaced, if any
       }
-    } else {
-      Element* element;
-      if (open_.empty()) {
-        const std::size_t n = narrow(name, false);
-        root_.key(ACE_CString(scratch_.data(), n));
-        element = &root_;
-      } else {
-        OpenElement& parent = open_.back();
-        if (!parent.element->hasValue()) {
-          parent.elementList = &parent.element->addMultiElement();
-        } else if (parent.valueList != nullptr && parent.elementList == nullptr) {
-          parent.elementList = &parent.valueList->addMultiElement();
-        }
-        // What a copy of Element(key, -1) would be, made in place with the key converted
-        // once.
-        const std::size_t n = narrow(name, false);
-        element = new Element(static_cast<int>(n), scratch_.data(), -1);
-        parent.elementList->addElement(element);
-      }
+    } else if (open_.empty()) {
+      // The caller's element: its key and attributes are ordinary owning strings.
+      const std::size_t n = narrow(name, false);
+      root_.key(ACE_CString(scratch_.data(), n));
       const XMLSize_t count = attributes.getLength();
       if (count > 0) {
-        AttributeVector& list = ValueTree::reserveAttributes(*element, count);
+        AttributeVector& list = ValueTree::reserveAttributes(root_, count);
         for (XMLSize_t i = 0; i < count; ++i) {
           list.emplace_back();
-          Attribute& attribute = list.back();
+          std::size_t m = narrow(attributes.getName(i), false);
+          list.back().first.set(scratch_.data(), m, true);
+          m = narrow(attributes.getValue(i), true);
+          list.back().second.set(scratch_.data(), m, true);
+        }
+      }
+      open_.push_back(OpenElement{&root_, nullptr, nullptr});
+    } else {
+      OpenElement& parent = open_.back();
+      if (!parent.element->hasValue()) {
+        parent.elementList = &parent.element->addMultiElement();
+      } else if (parent.valueList != nullptr && parent.elementList == nullptr) {
+        parent.elementList = &parent.valueList->addMultiElement();
+      }
+      // What a copy of Element(key, -1) would be, made with the key and the attribute
+      // texts converted once, straight into the element's own heap block.
+      const std::size_t n = corvane_xml_detail::wideLength(name);
+      const XMLSize_t count = attributes.getLength();
+      std::size_t room = n + 1;
+      lengths_.clear();
+      for (XMLSize_t i = 0; i < count; ++i) {
+        lengths_.push_back(corvane_xml_detail::wideLength(attributes.getName(i)));
+        lengths_.push_back(corvane_xml_detail::wideLength(attributes.getValue(i)));
+        room += lengths_[2 * i] + lengths_[2 * i + 1] + 2;
+      }
+      char* rest = nullptr;
+      Element* element = ValueTree::newElementInBlock(count, room, rest);
+      rest = placeText(name, n, false, ValueTree::keyOf(*element), rest);
+      parent.elementList->addElement(element);
+      if (count > 0) {
+        AttributeVector& list = ValueTree::attributesOf(*element);
+        for (XMLSize_t i = 0; i < count; ++i) {
+          list.emplace_back();
           // As XmlHandler converts them: names with "?" for the characters the code page
           // lacks, values keeping their low bytes.
-          std::size_t n = narrow(attributes.getName(i), false);
-          attribute.first.set(scratch_.data(), n, true);
-          n = narrow(attributes.getValue(i), true);
-          attribute.second.set(scratch_.data(), n, true);
+          rest = placeText(attributes.getName(i), lengths_[2 * i], false, list.back().first, rest);
+          rest = placeText(attributes.getValue(i), lengths_[2 * i + 1], true, list.back().second,
+                           rest);
         }
       }
       open_.push_back(OpenElement{element, nullptr, nullptr});
@@ -168,6 +184,17 @@ class TreeReader : public corvane_xml_detail::XmlHandler {
 
  private:
   // Converts the zero-terminated text into scratch_; returns the number of bytes.
+  // Converts the n units of text into the room at out, zero-terminated, and points target
+  // at it (a string that does not own its bytes); returns where the room goes on.
+  static char* placeText(const XMLCh* text, std::size_t n, bool lowBytes, ACE_CString& target,
+                         char* out) {
+    const std::size_t m = lowBytes ? corvane_xml_detail::wideToAnsiKeepingLowBytes(text, n, out)
+                                   : corvane_xml_detail::wideToAnsi(text, n, out);
+    out[m] = 0;
+    target.set(out, m, false);
+    return out + m + 1;
+  }
+
   std::size_t narrow(const XMLCh* text, bool lowBytes) {
     const std::size_t n = corvane_xml_detail::wideLength(text);
     scratch_.clear();
@@ -178,6 +205,7 @@ class TreeReader : public corvane_xml_detail::XmlHandler {
 
   Element& root_;
   std::vector<OpenElement> open_;
+  std::vector<std::size_t> lengths_;  // of the attribute names and values of a start tag
   bool collecting_;    // from a start tag to the next end tag
   bool pendingHigh_;   // the collected text ends in a high surrogate not yet converted
   Bytes text_;         // the collected text, converted

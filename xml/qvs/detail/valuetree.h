@@ -35,6 +35,13 @@ struct ValueTree {
   // A new single value holding the length bytes at text (length > 0), made as one heap
   // block: the text lives at the end of the value's own storage (see valuetree.cpp).
   static SingleValue* newSingle(const char* text, std::size_t length);
+  // A new element of weight -1, without key, followed in its own heap block by room bytes
+  // for texts the caller places there (its key and attribute texts, as strings that do not
+  // own their bytes); rest is where the room starts. With attributes, the element's
+  // attribute list (empty, with room for that many) is in the block too.
+  static Element* newElementInBlock(std::size_t attributes, std::size_t room, char*& rest);
+  static ACE_CString& keyOf(Element& e) { return e.key_; }
+  static AttributeVector& attributesOf(Element& e) { return *e.attributes_; }
   static MultiElementValue* newElements(std::size_t capacity, int sortState) {
     return new MultiElementValue(capacity, sortState);
   }
