@@ -125,28 +125,22 @@ TEST(ConvertWideCharToUTF8, ConvertsWithinLengthPlus255) {
   for (const auto& text : {euros + u'\u20AC', euros + u'\u00E9', std::u16string(200, u'\u20AC')})
     EXPECT_THROW_WHAT(utf8(text), XmlException::ParserError,
                       "XmlStringConversion: Failed to convert from wide character");
-  ASSERT_EQ(3u, capture.lines().size());
-  for (const LogCapture::Line& line : capture.lines()) {
-    EXPECT_EQ(LM_ERROR, line.priority);
-    EXPECT_EQ("XmlStringConversion: Failed to convert wide character to UTF-8: error = 7\n",
-              line.text);
-  }
+  const std::string line = "E XmlStringConversion: Failed to convert wide character to UTF-8: error = 7\n";
+  EXPECT_EQ(line + line + line, capture.text());
 }
 
-// Base64 replaces the string's text; every byte value round-trips at each length mod 3.
+// Base64 replaces the string's text; every byte value round-trips.
 TEST(ConvertBinToXmlString, Base64RoundTrip) {
   ACE_CString text("stale");
   ConvertBinToXmlString("fo", 2, text);
   EXPECT_STREQ("Zm8=", text.c_str());
   std::string all;
   for (int b = 0; b < 256; ++b) all += char(b);
-  for (const unsigned int size : {0u, 254u, 255u, 256u}) {
-    ConvertBinToXmlString(all.data(), size, text);
-    Corvane::auto_ptr<char, Corvane::ArrayDelete<char>> decoded(new char[8]);
-    unsigned int count = 99;
-    ConvertXmlStringToBin(text, decoded, count);
-    EXPECT_EQ(all.substr(0, size), std::string(decoded.get(), count)) << size;
-  }
+  ConvertBinToXmlString(all.data(), 256, text);  // every length: the Base64Coder tests
+  Corvane::auto_ptr<char, Corvane::ArrayDelete<char>> decoded(new char[8]);
+  unsigned int count = 99;
+  ConvertXmlStringToBin(text, decoded, count);
+  EXPECT_EQ(all, std::string(decoded.get(), count));
 }
 
 }  // namespace

@@ -23,14 +23,6 @@ std::string show(const XMLCh* text) {
   return out;
 }
 
-// The captured log, each line as "E text" (LM_ERROR) or "W text" (LM_WARNING).
-std::string logged(const LogCapture& log) {
-  std::string out;
-  for (const LogCapture::Line& l : log.lines())
-    out += (l.priority == LM_ERROR ? "E " : l.priority == LM_WARNING ? "W " : "? ") + l.text;
-  return out;
-}
-
 // Records "[a x=1]" (x!=1 for a type other than CDATA), texts as they come, and "[/a]".
 struct Recorder : XmlBaseBuilder {
   using XmlBaseBuilder::XmlBaseBuilder;
@@ -82,7 +74,7 @@ TEST(XmlBaseBuilder, CallbacksInDocumentOrder) {
   LogCapture log;
   for (const auto& [text, expected] : cases) EXPECT_EQ(expected, recorded(text)) << text;
   EXPECT_EQ("W XmlHandler::warning: Warning in file doc.xml, line 1, col 73. Message: "
-            "attribute 'i' has already been declared for element 'a'.\n", logged(log));
+            "attribute 'i' has already been declared for element 'a'.\n", log.text());
 }
 
 // Callbacks before an error stand; fatal errors make every build throw until Set.
@@ -116,7 +108,7 @@ TEST(XmlBaseBuilder, ErrorsAndIncompleteFlag) {
                 kFatal + " in file Memory Buffer, line 1, col 7. Message: entity 'b' not found.\n" +
                 kFatal + ". Message: invalid document structure.\n" +
                 "E XmlBaseBuilder::build: Sax parser error: stopped here.\n",
-            logged(log));
+            log.text());
 }
 
 // An id the directory lacks (exact match) throws; an entry serves once, then the parser opens it.
@@ -134,7 +126,7 @@ TEST(XmlEntityResolver, ServesEachEntryOnceAndRejectsUnknownIds) {
   EXPECT_THROW_WHAT(recorded(doc, "/nonexistent/doc.xml", &directory), XmlException::ParserError,
                     kIncomplete);
   EXPECT_EQ(kFatal + " in file /nonexistent/doc.xml, line 1, col 48. Message: unable to open "
-                     "external entity '/nonexistent/e.xml'.\n", logged(log));
+                     "external entity '/nonexistent/e.xml'.\n", log.text());
 }
 
 // The later addEntry wins; only sources still owned are deleted, once, with the directory.

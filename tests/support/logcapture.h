@@ -5,6 +5,7 @@
 //   ASSERT_EQ(1u, capture.lines().size());
 //   EXPECT_EQ(LM_ERROR, capture.lines()[0].priority);
 //   EXPECT_EQ("text\n", capture.lines()[0].text);
+//   EXPECT_EQ("E text\n", capture.text());
 //
 // Each line is the record's type() (the ACE_Log_Priority, e.g. LM_ERROR; the record's
 // priority() is that value's bit index instead) and its msg_data(): the text exactly as
@@ -58,6 +59,17 @@ class LogCapture : public ACE_Log_Msg_Callback {
   std::vector<Line> lines() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return lines_;
+  }
+
+  // The lines captured so far as one text, each as "E text", "W text" or "D text"
+  // (LM_ERROR, LM_WARNING, LM_DEBUG), "? text" for any other priority.
+  std::string text() const {
+    std::string out;
+    for (const Line& l : lines()) {
+      out += l.priority == LM_ERROR ? "E " : l.priority == LM_WARNING ? "W " : l.priority == LM_DEBUG ? "D " : "? ";
+      out += l.text;
+    }
+    return out;
   }
 
  private:
