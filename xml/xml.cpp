@@ -1,7 +1,6 @@
 // xml/xml.cpp: the study document vocabulary and the locale-independent number readers.
 #include "xml/xml.h"
 
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -101,41 +100,72 @@ namespace corvane_xml_detail {
 namespace {
 
 bool isBlank(XMLCh c) { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n'; }
+bool isDigit(XMLCh c) { return c >= u'0' && c <= u'9'; }
 
-// The ASCII text of [begin, end) without surrounding blanks, into buffer; false when a
-// character is not ASCII or nothing is left.
-bool asciiText(const XMLCh* begin, const XMLCh* end, std::string& buffer) {
-  while (begin != end && isBlank(*begin)) ++begin;
-  while (end != begin && isBlank(end[-1])) --end;
-  if (begin == end) return false;
-  buffer.resize(static_cast<std::size_t>(end - begin));
-  char* out = &buffer[0];
-  char16_t any = 0;
-  for (const XMLCh* p = begin; p != end; ++p) {
-    any |= *p;
-    *out++ = static_cast<char>(*p);
+// A decimal number as ASCII: [blanks] [sign] digits [. digits] [e|E [sign] digits]
+// [blanks], with at least one digit before the exponent. Checked on the UTF-16 text, so
+// that a text that is no number costs no copy.
+class DecimalText {
+ public:
+  DecimalText(const XMLCh* begin, const XMLCh* end) {
+    while (begin != end && isBlank(*begin)) ++begin;
+    while (end != begin && isBlank(end[-1])) --end;
+    const XMLCh* p = begin;
+    if (p != end && (*p == u'+' || *p == u'-')) negative_ = *p++ == u'-';
+    const XMLCh* digits = p;
+    while (p != end && isDigit(*p)) ++p;
+    std::size_t mantissa = static_cast<std::size_t>(p - digits);
+    if (p != end && *p == u'.') {
+      whole_ = false;
+      const XMLCh* fraction = ++p;
+      while (p != end && isDigit(*p)) ++p;
+      mantissa += static_cast<std::size_t>(p - fraction);
+    }
+    if (mantissa == 0) return;
+    if (p != end && (*p == u'e' || *p == u'E')) {
+      whole_ = false;
+      ++p;
+      if (p != end && (*p == u'+' || *p == u'-')) ++p;
+      const XMLCh* exponent = p;
+      while (p != end && isDigit(*p)) ++p;
+      if (p == exponent) return;
+    }
+    if (p != end) return;
+    // from_chars takes no "+"; the sign is applied by the caller.
+    const std::size_t n = static_cast<std::size_t>(end - digits);
+    char* out = n <= sizeof local_ ? local_ : (heap_.resize(n), &heap_[0]);
+    for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<char>(digits[i]);
+    first_ = out;
+    last_ = out + n;
+    valid_ = true;
   }
-  return (any & 0xFF80) == 0;
-}
 
-// A decimal number that may carry a sign, a fraction and an exponent. from_chars takes
-// neither a leading "+" nor hexadecimal forms here, but does take "inf" and "nan": the
-// first character after the sign must be a digit or a point. Out of range is no number.
-template <class T>
-bool readFloating(const std::string& text, T& value) {
-  const char* first = text.data();
-  const char* last = first + text.size();
-  bool negative = false;
-  if (first != last && (*first == '+' || *first == '-')) negative = *first++ == '-';
-  if (first == last || !(std::isdigit(static_cast<unsigned char>(*first)) || *first == '.')) {
-    return false;
+  bool valid() const { return valid_; }
+  bool whole() const { return whole_; }  // no fraction, no exponent
+  bool negative() const { return negative_; }
+
+  template <class T>
+  bool read(T& value, std::chars_format format) const {
+    T parsed = 0;
+    const std::from_chars_result r = std::from_chars(first_, last_, parsed, format);
+    if (r.ec != std::errc() || r.ptr != last_) return false;
+    value = negative_ ? -parsed : parsed;
+    return true;
   }
-  T parsed = 0;
-  const std::from_chars_result r = std::from_chars(first, last, parsed, std::chars_format::general);
-  if (r.ec != std::errc() || r.ptr != last) return false;
-  value = negative ? -parsed : parsed;
-  return true;
-}
+  bool read(unsigned long long& value) const {
+    const std::from_chars_result r = std::from_chars(first_, last_, value, 10);
+    return r.ec == std::errc() && r.ptr == last_;
+  }
+
+ private:
+  bool valid_ = false;
+  bool whole_ = true;
+  bool negative_ = false;
+  const char* first_ = nullptr;
+  const char* last_ = nullptr;
+  char local_[64];
+  std::string heap_;
+};
 
 // The common form, an optional sign and up to 18 digits with nothing around them, read
 // straight from the UTF-16 text; false for anything else, which the general path reads.
@@ -162,20 +192,20 @@ bool readInteger(const XMLCh* begin, const XMLCh* end, long long low, long long 
     value = plain;
     return true;
   }
-  std::string text;
-  if (!asciiText(begin, end, text)) return false;
-  if (text.find_first_of(".eE") == std::string::npos) {
-    const char* first = text.data();
-    const char* last = first + text.size();
-    if (*first == '+' && ++first != last && *first == '-') return false;
-    long long n = 0;
-    const std::from_chars_result r = std::from_chars(first, last, n, 10);
-    if (r.ec != std::errc() || r.ptr != last || n < low || n > high) return false;
+  const DecimalText text(begin, end);
+  if (!text.valid()) return false;
+  if (text.whole()) {
+    unsigned long long magnitude = 0;
+    if (!text.read(magnitude) || magnitude > (1ull << 63)) return false;
+    const long long n = text.negative() ? static_cast<long long>(0 - magnitude)
+                                        : static_cast<long long>(magnitude);
+    if (magnitude == (1ull << 63) && !text.negative()) return false;
+    if (n < low || n > high) return false;
     value = n;
     return true;
   }
   double d = 0;
-  if (!readFloating(text, d)) return false;
+  if (!text.read(d, std::chars_format::general)) return false;
   d = std::nearbyint(d);
   if (!(d >= static_cast<double>(low) && d <= static_cast<double>(high))) return false;
   value = static_cast<long long>(d);
@@ -215,28 +245,7 @@ unsigned long XmlConversion::xmlChToULong(const XMLCh* text) {
 
 float XmlConversion::xmlChToFloat(const XMLCh* text) {
   if (text == nullptr) return 0;
-  // The common form, a sign, digits and a point, goes to from_chars from a stack buffer.
-  char plain[32];
-  std::size_t n = 0;
-  for (const XMLCh* p = text; *p != 0; ++p) {
-    const XMLCh c = *p;
-    if (n == sizeof plain || !((c >= u'0' && c <= u'9') || c == u'.' || c == u'-')) {
-      n = 0;
-      break;
-    }
-    plain[n++] = static_cast<char>(c);
-  }
-  if (n != 0 && plain[0] != '.' && plain[n - 1] != '.') {
-    const char* first = plain + (plain[0] == '-' ? 1 : 0);
-    float value = 0;
-    const std::from_chars_result r =
-        std::from_chars(first, plain + n, value, std::chars_format::fixed);
-    if (r.ec == std::errc() && r.ptr == plain + n && first != plain + n && *first != '-') {
-      return plain[0] == '-' ? -value : value;
-    }
-  }
-  std::string ascii;
-  if (!corvane_xml_detail::asciiText(text, endOf(text), ascii)) return 0;
+  const corvane_xml_detail::DecimalText decimal(text, endOf(text));
   float value = 0;
-  return corvane_xml_detail::readFloating(ascii, value) ? value : 0.0f;
+  return decimal.valid() && decimal.read(value, std::chars_format::general) ? value : 0.0f;
 }
