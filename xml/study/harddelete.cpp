@@ -54,13 +54,28 @@ void readChildren(const QVS::Element& element, const ACE_CString& key,
 
 }  // namespace
 
-// Each lookup overwrites found, so after the last one ("IsDeleted") it tells whether the
-// element has that attribute: the record's result.
+// Runs read, which assigns the fields and appends the children, for the record named
+// record. Each attribute lookup in it overwrites found, so after the last one
+// ("IsDeleted") found tells whether the element has that attribute: the record's result.
+// A std::exception ends the reading with a log line and false; what was read stays.
+namespace {
 
-bool XmlPatientHardDeleteInfo::readQVS(const QVS::Element& element) {
+template <class Read>
+bool readRecord(const char* record, Read read) {
   bool found = true;
   try {
-    const Keys& k = keys();
+    read(keys(), found);
+  } catch (const std::exception& e) {
+    logFailure(record, e);
+    return false;
+  }
+  return found;
+}
+
+}  // namespace
+
+bool XmlPatientHardDeleteInfo::readQVS(const QVS::Element& element) {
+  return readRecord("XmlPatientHardDeleteInfo", [&](const Keys& k, bool& found) {
     mrn_ = element.getAttributeValue(k.mrn, found);
     firstName_ = element.getAttributeValue(k.firstName, found);
     lastName_ = element.getAttributeValue(k.lastName, found);
@@ -68,53 +83,31 @@ bool XmlPatientHardDeleteInfo::readQVS(const QVS::Element& element) {
     sex_ = element.getAttributeValue(k.sex, found);
     deleted_ = element.getAttributeValue(k.isDeleted, found);
     readChildren(element, k.order, orders_);
-  } catch (const std::exception& e) {
-    logFailure("XmlPatientHardDeleteInfo", e);
-    return false;
-  }
-  return found;
+  });
 }
 
 bool XmlOrderHardDeleteInfo::readQVS(const QVS::Element& element) {
-  bool found = true;
-  try {
-    const Keys& k = keys();
+  return readRecord("XmlOrderHardDeleteInfo", [&](const Keys& k, bool& found) {
     placer_ = element.getAttributeValue(k.placerOrderId, found);
     filler_ = element.getAttributeValue(k.fillerOrderId, found);
     accession_ = element.getAttributeValue(k.accessionNumber, found);
     deleted_ = element.getAttributeValue(k.isDeleted, found);
     readChildren(element, k.exam, exams_);
-  } catch (const std::exception& e) {
-    logFailure("XmlOrderHardDeleteInfo", e);
-    return false;
-  }
-  return found;
+  });
 }
 
 bool XmlExamHardDeleteInfo::readQVS(const QVS::Element& element) {
-  bool found = true;
-  try {
-    const Keys& k = keys();
+  return readRecord("XmlExamHardDeleteInfo", [&](const Keys& k, bool& found) {
     accession_ = element.getAttributeValue(k.accessionNumber, found);
     deleted_ = element.getAttributeValue(k.isDeleted, found);
     readChildren(element, k.study, studies_);
-  } catch (const std::exception& e) {
-    logFailure("XmlExamHardDeleteInfo", e);
-    return false;
-  }
-  return found;
+  });
 }
 
 bool XmlStudyHardDeleteInfo::readQVS(const QVS::Element& element) {
-  bool found = true;
-  try {
-    const Keys& k = keys();
+  return readRecord("XmlStudyHardDeleteInfo", [&](const Keys& k, bool& found) {
     uid_ = element.getAttributeValue(k.studyUid, found);
     instances_ = element.getAttributeValue(k.noOfInstances, found);
     deleted_ = element.getAttributeValue(k.isDeleted, found);
-  } catch (const std::exception& e) {
-    logFailure("XmlStudyHardDeleteInfo", e);
-    return false;
-  }
-  return found;
+  });
 }
