@@ -458,3 +458,19 @@ TEST(DeepTree, DumpOnSmallStack) {
 }
 
 }  // namespace
+
+namespace {
+
+// Elements come from their class's allocation functions; every form of new finds one.
+TEST(Element, AllocationForms) {
+  std::unique_ptr<QVS::Element> plain(new QVS::Element("a"));
+  std::unique_ptr<QVS::Element> quiet(new (std::nothrow) QVS::Element("b"));
+  ASSERT_NE(nullptr, quiet);
+  alignas(QVS::Element) unsigned char storage[sizeof(QVS::Element)];
+  QVS::Element* placed = new (storage) QVS::Element("c");
+  EXPECT_EQ("c", placed->key());
+  placed->~Element();
+  EXPECT_EQ("a", plain->key());
+}
+
+}  // namespace

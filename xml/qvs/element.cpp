@@ -53,7 +53,15 @@ Element::Element(int length, const char* chars, int weight)
 
 void* Element::operator new(std::size_t size) { return ::operator new(size); }
 
+void* Element::operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
+  return ::operator new(size, tag);
+}
+
 void Element::operator delete(void* block) noexcept { ::operator delete(block); }
+
+void Element::operator delete(void* block, const std::nothrow_t&) noexcept {
+  ::operator delete(block);
+}
 
 Element::Element(const Element& other)
     : key_(other.key_),

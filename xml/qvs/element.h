@@ -27,6 +27,7 @@
 #define CORVANE_XML_QVS_ELEMENT_H
 
 #include <cstddef>
+#include <new>
 #include <exception>
 #include <iosfwd>
 #include <sstream>
@@ -155,8 +156,10 @@ class CORVANE_XML_API Element {
   // element's key and attribute texts in the element's own heap block, so a delete frees
   // the block as it was allocated, whatever its size.
   static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
   static void* operator new(std::size_t, void* where) noexcept { return where; }
   static void operator delete(void* block) noexcept;
+  static void operator delete(void* block, const std::nothrow_t&) noexcept;
   static void operator delete(void*, void*) noexcept {}
 
  private:
