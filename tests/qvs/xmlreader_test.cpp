@@ -151,6 +151,36 @@ TEST(XmlUtilsStreamIn, ReadValuesBehaveAsAnyOther) {
   EXPECT_EQ("r{a'' b'z' c m['v2']}~sorted", describe(root));
 }
 
+// A read element keeps its key and attributes in its own heap block; changing them, in
+// place or longer, copying the element and deleting it behave as for any element.
+TEST(XmlUtilsStreamIn, ReadElementsBehaveAsAnyOther) {
+  Element root;
+  read("<r><element x=\"1\" yy=\"22\">t</element><e/></r>", root);
+  MultiElementValue& children = root.getMultiElement();
+  std::unique_ptr<Element> detached(children.getElement("e").clone());
+  children.erase("e");
+  Element& e = children.getElement("element");
+  const Element before(e);
+  e.key("el");                                      // shorter: fits the bytes read
+  e.key("a key longer than the one read");
+  e.insertAttribute("z", "3");                      // the list grows out of the block
+  e.insertAttribute("w", std::string(100, 'w').c_str());
+  e.eraseAttribute("x");
+  bool found = false;
+  EXPECT_EQ("22", e.getAttributeValue("yy", found));
+  EXPECT_EQ("3", e.getAttributeValue("z", found));
+  EXPECT_EQ("element", before.key());
+  EXPECT_EQ("1", before.getAttributeValue("x", found));
+  Element copy;
+  copy = e;
+  e.clearAttributes();
+  e.insertAttribute("v", "4");
+  EXPECT_EQ(3u, copy.attributeSize());
+  EXPECT_EQ("a key longer than the one read", copy.key());
+  children.clear();
+  EXPECT_EQ("e", detached->key());
+}
+
 // 100,000 levels read, written back in either order and destroyed without exhausting
 // the stack.
 TEST(XmlUtilsStreamIn, DeepDocument) {
