@@ -306,9 +306,16 @@ bool isWellFormedUtf8(const char* text, std::size_t n) {
   return true;
 }
 
-void appendRepairedUtf8(const char* text, std::size_t n, std::string& out) {
+namespace {
+
+// Appends the n bytes of UTF-8 at text to out, ASCII as it stands and each other sequence
+// (ill-formed ones as U+FFFD) through put(code point, where) -> past what it wrote;
+// perSequence is the most one sequence may give.
+template <class Put>
+void appendDecodedUtf8(const char* text, std::size_t n, std::size_t perSequence, std::string& out,
+                       Put put) {
   const std::size_t start = out.size();
-  out.resize(start + 3 * n);  // U+FFFD (three bytes) for one byte at most
+  out.resize(start + perSequence * n);
   char* p = &out[0] + start;
   const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
   for (std::size_t i = 0; i < n;) {
@@ -318,27 +325,24 @@ void appendRepairedUtf8(const char* text, std::size_t n, std::string& out) {
     }
     char32_t c;
     i += decodeUtf8(s + i, n - i, c);
-    p = putUtf8(c, p);
+    p = put(c, p);
   }
   out.resize(static_cast<std::size_t>(p - out.data()));
 }
 
+}  // namespace
+
+void appendRepairedUtf8(const char* text, std::size_t n, std::string& out) {
+  // U+FFFD (three bytes) for one byte at most.
+  appendDecodedUtf8(text, n, 3, out, [](char32_t c, char* p) { return putUtf8(c, p); });
+}
+
 void appendUtf8AsAnsi(const char* text, std::size_t n, std::string& out) {
-  const std::size_t start = out.size();
-  out.resize(start + n);  // one byte per sequence at most
-  char* p = &out[0] + start;
-  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
-  for (std::size_t i = 0; i < n;) {
-    if (s[i] < 0x80) {
-      *p++ = static_cast<char>(s[i++]);
-      continue;
-    }
-    char32_t c;
-    i += decodeUtf8(s + i, n - i, c);
+  appendDecodedUtf8(text, n, 1, out, [](char32_t c, char* p) {
     const int b = c < 0x10000 ? toCp1252(static_cast<char16_t>(c)) : -1;
-    *p++ = b >= 0 ? static_cast<char>(b) : '?';  // U+FFFD has no byte either
-  }
-  out.resize(static_cast<std::size_t>(p - out.data()));
+    *p = b >= 0 ? static_cast<char>(b) : '?';  // U+FFFD has no byte either
+    return p + 1;
+  });
 }
 
 }  // namespace corvane_xml_detail
